@@ -1,0 +1,52 @@
+# SPDX-FileCopyrightText: 2026 The AppList authors
+# SPDX-License-Identifier: MIT
+#
+#   make test      build, and all tests
+#   make build     build everything
+#   make check     what else must be quiet: clang, sanitizers, clang-tidy, clang-format
+#   make coverage  line and branch coverage of src/
+#
+# Each installs the packages that it needs.
+
+SOURCES = git ls-files -z '*.h' '*.cpp'
+
+.PHONY: build test check coverage format clean
+
+build:
+	packaging/install build test
+	cmake --preset dev
+	cmake --build --preset dev
+
+test: build
+	ctest --preset dev
+
+check: check-format check-clang check-tidy check-asan check-tsan
+
+.PHONY: check-packages check-format check-clang check-tidy check-asan check-tsan
+check-packages:
+	packaging/install build test check
+
+check-format: check-packages
+	$(SOURCES) | xargs -0 clang-format --dry-run -Werror
+
+check-clang check-asan check-tsan: check-%: check-packages
+	cmake --preset $*
+	cmake --build --preset $*
+	ctest --preset $*
+
+check-tidy: check-clang
+	run-clang-tidy -quiet -p build/clang '$(CURDIR)/(src|platform|tests)/'
+
+# Branches that only an exception out of the standard library takes are not counted.
+coverage: check-packages
+	cmake --preset coverage
+	cmake --build --preset coverage
+	ctest --preset coverage -L unit
+	gcovr --root . --filter src/ --exclude-throw-branches --print-summary \
+	  --fail-under-line 98 --fail-under-branch 90 build/coverage
+
+format:
+	$(SOURCES) | xargs -0 clang-format -i
+
+clean:
+	rm -rf build
