@@ -1,0 +1,143 @@
+// SPDX-FileCopyrightText: 2026 The AppList authors
+// SPDX-License-Identifier: MIT
+#include "dbus/BusConnection.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <utility>
+
+#include "common/Log.h"
+
+namespace applist {
+
+namespace {
+
+constexpr std::chrono::milliseconds kCallTimeout(500);
+
+const char* EnvironmentOr(const char* name, const char* fallback) {
+  const char* value = std::getenv(name);
+  return value != nullptr && *value != '\0' ? value : fallback;
+}
+
+const char* BusAddress() {
+  const char* system =
+      EnvironmentOr("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/run/dbus/system_bus_socket");
+  return EnvironmentOr("DBUS_SESSION_BUS_ADDRESS", system);
+}
+
+}  // namespace
+
+std::chrono::microseconds CallTimeout() {
+  const long milliseconds = std::strtol(EnvironmentOr("APPLIST_CALL_TIMEOUT_MS", "0"), nullptr, 10);
+  return milliseconds > 0 ? std::chrono::milliseconds(milliseconds) : kCallTimeout;
+}
+
+std::string BusError::Text(int result) const {
+  if (!sd_bus_error_is_set(&m_error)) {
+    return std::strerror(-result);
+  }
+  return std::string(m_error.name) + ": " + (m_error.message != nullptr ? m_error.message : "");
+}
+
+BusPtr StartConnection(const char* description, std::chrono::microseconds timeout, Socket socket,
+                       int& result) {
+  sd_bus* created = nullptr;
+  result = sd_bus_new(&created);
+  BusPtr bus(created);
+  if (result >= 0) {
+    result = sd_bus_set_description(created, description);
+  }
+  if (result >= 0) {
+    result = sd_bus_set_address(created, BusAddress());
+  }
+  if (result >= 0) {
+    result = sd_bus_set_bus_client(created, 1);
+  }
+  if (result >= 0) {
+    result = sd_bus_set_connected_signal(created, 1);
+  }
+  if (result >= 0) {
+    result = sd_bus_set_method_call_timeout(created, static_cast<uint64_t>(timeout.count()));
+  }
+  if (result >= 0) {
+    result = sd_bus_set_watch_bind(created, socket == Socket::Awaited ? 1 : 0);
+  }
+  if (result >= 0) {
+    result = sd_bus_start(created);
+  }
+  return result < 0 ? nullptr : std::move(bus);
+}
+
+NameAnswer ReadNameAnswer(sd_bus_message* answer) {
+  uint32_t number = 0;
+  if (sd_bus_message_is_method_error(answer, nullptr) > 0 ||
+      sd_bus_message_read(answer, "u", &number) < 0) {
+    return NameAnswer::Refused;
+  }
+  return static_cast<NameAnswer>(number);
+}
+
+std::string ReadOwner(sd_bus_message* answer) {
+  const char* owner = nullptr;
+  if (sd_bus_message_is_method_error(answer, nullptr) > 0 ||
+      sd_bus_message_read(answer, "s", &owner) < 0) {
+    return std::string();
+  }
+  return owner;
+}
+
+NameAnswer RequestName(sd_bus* bus, const std::string& name, BusError& error) {
+  sd_bus_message* answered = nullptr;
+  const int r = sd_bus_call_method(bus, "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                   "org.freedesktop.DBus", "RequestName", error.Get(), &answered,
+                                   "su", name.c_str(), kDoNotQueue);
+  const MessagePtr answer(answered);
+  return r < 0 ? NameAnswer::Refused : ReadNameAnswer(answered);
+}
+
+void LogNameAnswer(sd_bus* bus, const std::string& name, NameAnswer answer, const BusError& error) {
+  switch (answer) {
+    case NameAnswer::Owner:
+      APPLIST_LOGF(DLOG_INFO, "Own the name %s", name.c_str());
+      break;
+    case NameAnswer::AlreadyOwner:
+      APPLIST_LOGF(DLOG_INFO, "Own the name %s already", name.c_str());
+      break;
+    case NameAnswer::Queued:
+      APPLIST_LOGF(DLOG_WARN, "In the queue for the name %s, behind %s", name.c_str(),
+                   DescribeOwner(bus, name).c_str());
+      break;
+    case NameAnswer::Taken:
+      APPLIST_LOGF(DLOG_WARN, "The name %s is taken by %s; working locally until it is free",
+                   name.c_str(), DescribeOwner(bus, name).c_str());
+      break;
+    case NameAnswer::Refused:
+      APPLIST_LOGF(DLOG_ERROR, "The bus refuses the name %s: %s", name.c_str(),
+                   error.Text(-EACCES).c_str());
+      break;
+  }
+}
+
+std::string DescribeOwner(sd_bus* bus, const std::string& name) {
+  sd_bus_creds* creds = nullptr;
+  const int r = sd_bus_get_name_creds(
+      bus, name.c_str(),
+      SD_BUS_CREDS_AUGMENT | SD_BUS_CREDS_PID | SD_BUS_CREDS_COMM | SD_BUS_CREDS_UNIQUE_NAME,
+      &creds);
+  if (r < 0) {
+    return std::string();
+  }
+  pid_t pid = 0;
+  const char* command = "unknown";
+  const char* uniqueName = "unknown";
+  sd_bus_creds_get_pid(creds, &pid);
+  sd_bus_creds_get_comm(creds, &command);
+  sd_bus_creds_get_unique_name(creds, &uniqueName);
+  std::string owner =
+      std::string(command) + " (process " + std::to_string(pid) + ", " + uniqueName + ")";
+  sd_bus_creds_unref(creds);
+  return owner;
+}
+
+}  // namespace applist

@@ -1,0 +1,231 @@
+// SPDX-FileCopyrightText: 2026 The AppList authors
+// SPDX-License-Identifier: MIT
+#include "dbus/CallConnection.h"
+
+#include <algorithm>
+#include <cerrno>
+
+#include "common/Log.h"
+#include "dbus/Frame.h"
+
+namespace applist {
+
+// A thread that comes late, because others were calling, still gives the partner a tenth of the
+// time-out: it must not take a busy link for a hung one.
+class CallConnection::Deadline {
+ public:
+  uint64_t MicrosecondsLeft() const {
+    const auto left = std::chrono::duration_cast<std::chrono::microseconds>(
+        m_at - std::chrono::steady_clock::now());
+    return static_cast<uint64_t>(std::max(left, m_timeout / 10).count());
+  }
+  bool IsOver() const { return std::chrono::steady_clock::now() >= m_at; }
+
+ private:
+  const std::chrono::microseconds m_timeout = CallTimeout();
+  const std::chrono::steady_clock::time_point m_at = std::chrono::steady_clock::now() + m_timeout;
+};
+
+bool CallConnection::Open() {
+  const Deadline deadline;
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  return OpenLocked(deadline);
+}
+
+std::vector<char> CallConnection::Call(const std::vector<char>& frame) {
+  const Deadline deadline;
+  std::vector<char> reply;
+  bool untended = false;
+  {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    untended = m_hung;
+    if (!OpenLocked(deadline)) {
+      return reply;
+    }
+    const MessagePtr call = NewCall(kLinkInterface, "Send");
+    const int r = call == nullptr ? -ENOMEM : AppendFrame(call.get(), frame);
+    if (r < 0) {
+      APPLIST_LOGF(DLOG_ERROR, "Cannot send a frame of %zu bytes: %s", frame.size(),
+                   BusError().Text(r).c_str());
+      return reply;
+    }
+    if (m_hung) {
+      SendOnly(call.get());
+    } else {
+      reply = CallAndWait(call.get(), deadline);
+    }
+    untended = untended || NeedsTending();
+  }
+  if (untended) {
+    m_onUntended();
+  }
+  return reply;
+}
+
+bool CallConnection::Tend(int& fd, int& events) {
+  const std::unique_lock<std::mutex> lock(m_mutex, std::try_to_lock);
+  if (!lock) {
+    return false;
+  }
+  Process();
+  if (!NeedsTending()) {
+    return false;
+  }
+  fd = sd_bus_get_fd(m_bus.get());
+  events = sd_bus_get_events(m_bus.get());
+  return fd >= 0 && events >= 0;
+}
+
+// Whether something has to be read or written though nobody calls.
+bool CallConnection::NeedsTending() {
+  uint64_t unwritten = 0;
+  return m_bus != nullptr &&
+         (m_hung || (sd_bus_get_n_queued_write(m_bus.get(), &unwritten) >= 0 && unwritten > 0));
+}
+
+// First looks at what has come in meanwhile, which is where the loss of a connection shows: a call
+// on a lost connection would fail without a try on a new one.
+bool CallConnection::OpenLocked(const Deadline& deadline) {
+  Process();
+  if (m_bus == nullptr) {
+    Connect(deadline);
+  }
+  if (m_bus == nullptr || sd_bus_is_ready(m_bus.get()) <= 0) {
+    return false;
+  }
+  if (!m_ownsName) {
+    RequestName(deadline);
+  }
+  return m_ownsName;
+}
+
+void CallConnection::Process() {
+  while (m_bus != nullptr) {
+    const int r = sd_bus_process(m_bus.get(), nullptr);
+    if (r == 0) {
+      return;
+    }
+    if (r < 0 || sd_bus_is_open(m_bus.get()) <= 0) {
+      Forget();
+    }
+  }
+}
+
+void CallConnection::Forget() {
+  m_bus.reset();
+  m_ownsName = false;
+  m_hung = false;
+}
+
+void CallConnection::Connect(const Deadline& deadline) {
+  int result = 0;
+  m_bus = StartConnection("applist-calls", CallTimeout(), Socket::Present, result);
+  if (m_bus != nullptr && m_busAnswers) {
+    m_busAnswers = WaitUntilReady(deadline);
+  }
+}
+
+bool CallConnection::WaitUntilReady(const Deadline& deadline) {
+  while (m_bus != nullptr && sd_bus_is_ready(m_bus.get()) <= 0) {
+    if (deadline.IsOver()) {
+      APPLIST_LOG(DLOG_WARN, "The bus does not answer");
+      return false;
+    }
+    sd_bus_wait(m_bus.get(), deadline.MicrosecondsLeft());
+    Process();
+  }
+  return true;
+}
+
+// A bus that does not answer here loses the connection: the next call starts a new one, without
+// waiting for it.
+void CallConnection::RequestName(const Deadline& deadline) {
+  const std::string& name = m_names.own.calls;
+  BusError error;
+  sd_bus_set_method_call_timeout(m_bus.get(), deadline.MicrosecondsLeft());
+  const NameAnswer answer = applist::RequestName(m_bus.get(), name, error);
+  m_busAnswers = answer != NameAnswer::Refused || !error.Is(SD_BUS_ERROR_TIMEOUT);
+  if (answer != m_nameAnswer) {
+    LogNameAnswer(m_bus.get(), name, answer, error);
+  }
+  m_nameAnswer = answer;
+  m_ownsName = IsOwner(answer);
+  if (!m_busAnswers) {
+    Forget();
+  }
+}
+
+std::vector<char> CallConnection::CallAndWait(sd_bus_message* call, const Deadline& deadline) {
+  std::vector<char> reply;
+  BusError error;
+  sd_bus_message* answer = nullptr;
+  const uint64_t timeout = deadline.MicrosecondsLeft();
+  const auto end = std::chrono::steady_clock::now() + std::chrono::microseconds(timeout);
+  int r = sd_bus_call(m_bus.get(), call, timeout, error.Get(), &answer);
+  const MessagePtr owned(answer);
+  if (r >= 0) {
+    r = ReadFrame(answer, reply);
+  }
+  if (r < 0) {
+    LogFailure(error, r);
+  }
+  // A partner can answer with the error of a time-out, too; that is an answer.
+  if (r == -ETIMEDOUT && std::chrono::steady_clock::now() >= end) {
+    BeginHang();
+  }
+  return reply;
+}
+
+void CallConnection::SendOnly(sd_bus_message* call) {
+  int r = sd_bus_message_set_expect_reply(call, 0);
+  if (r >= 0) {
+    r = sd_bus_send(m_bus.get(), call, nullptr);
+  }
+  if (r < 0) {
+    LogFailure(BusError(), r);
+  }
+}
+
+MessagePtr CallConnection::NewCall(const char* interface, const char* member) {
+  sd_bus_message* created = nullptr;
+  const int r =
+      sd_bus_message_new_method_call(m_bus.get(), &created, m_names.partner.incoming.c_str(),
+                                     m_names.objectPath.c_str(), interface, member);
+  return MessagePtr(r < 0 ? nullptr : created);
+}
+
+void CallConnection::BeginHang() {
+  APPLIST_LOGF(DLOG_WARN, "%s hangs; not waiting for it until it answers again",
+               m_names.partner.incoming.c_str());
+  const MessagePtr ping = NewCall("org.freedesktop.DBus.Peer", "Ping");
+  const int r = ping == nullptr
+                    ? -ENOMEM
+                    : sd_bus_call_async(m_bus.get(), nullptr, ping.get(), OnPong, this, UINT64_MAX);
+  if (r < 0) {
+    LogFailure(BusError(), r);
+    return;
+  }
+  m_hung = true;
+  ++m_hangs;
+}
+
+int CallConnection::OnPong(sd_bus_message* /*message*/, void* connection, sd_bus_error* /*error*/) {
+  CallConnection* self = static_cast<CallConnection*>(connection);
+  self->m_hung = false;
+  APPLIST_LOGF(DLOG_WARN, "%s does not hang any longer", self->m_names.partner.incoming.c_str());
+  return 0;
+}
+
+// That nobody is there is a state of the link, which is logged when it changes, not at every call.
+void CallConnection::LogFailure(const BusError& error, int result) {
+  const char* partner = m_names.partner.incoming.c_str();
+  const bool nobody =
+      error.Is(SD_BUS_ERROR_SERVICE_UNKNOWN) || error.Is(SD_BUS_ERROR_NAME_HAS_NO_OWNER);
+  if (nobody) {
+    APPLIST_LOGF(DLOG_DEBUG, "No answer: %s is not there", partner);
+  } else {
+    APPLIST_LOGF(DLOG_WARN, "No answer from %s: %s", partner, error.Text(result).c_str());
+  }
+}
+
+}  // namespace applist

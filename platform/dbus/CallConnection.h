@@ -1,0 +1,96 @@
+// SPDX-FileCopyrightText: 2026 The AppList authors
+// SPDX-License-Identifier: MIT
+//
+// The connection on which one end of a link calls the other.
+#ifndef APPLIST_DBUS_CALLCONNECTION_H
+#define APPLIST_DBUS_CALLCONNECTION_H
+
+#include <atomic>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "dbus/BusConnection.h"
+#include "dbus/LinkNames.h"
+
+namespace applist {
+
+// Any thread may call any operation; one call is made at a time. The calling thread waits for the
+// answer itself, on a connection that no event loop knows: an answer needs no thread switch, and a
+// call made from inside an upcall cannot lead to another upcall.
+//
+// The connection is opened when it is first needed, and again when it is needed after a loss. It
+// owns the `.Calls` name of its end, by which the partner knows whom it hears; while another
+// process owns that name, nothing is sent.
+//
+// A partner that hangs is waited for once. The call that runs into the time-out sends a ping
+// behind itself; until that is answered, frames go out in order and nobody waits for replies. A
+// ping is answered after all that was sent before it, so the answer says that the partner has
+// caught up.
+//
+//   answering -> hung: a call timed out
+//   hung -> answering: the ping was answered, if only by the bus, because the partner is gone
+//   hung -> answering: the connection was lost
+//
+// Somebody has to look for the answer to the ping, and to write what did not fit into the socket:
+// every call does, and between calls the event loop, with Tend.
+class CallConnection {
+ public:
+  // `onUntended` is called, on the thread that calls, when it is time for Tend.
+  CallConnection(LinkNames names, std::function<void()> onUntended)
+      : m_names(std::move(names)), m_onUntended(std::move(onUntended)) {}
+
+  // Opens the connection if need be. Returns whether calls can be made, that is, whether it is
+  // open and owns its name. Waits for the bus, but for no longer than one call time-out.
+  bool Open();
+
+  // Sends one frame to the partner and returns its reply; an empty one when there is no partner,
+  // when it refuses, hangs, or does not answer in time. Returns within one call time-out, with what
+  // it takes to get through other threads' calls included.
+  std::vector<char> Call(const std::vector<char>& frame);
+
+  // Whether the partner hangs, and how often it has begun to.
+  bool IsHung() const { return m_hung; }
+  unsigned Hangs() const { return m_hangs; }
+
+  // Reads and writes what can be without waiting, unless another thread is at it. Returns whether
+  // there will be more to do, and then sets the descriptor and the poll events to wait for.
+  bool Tend(int& fd, int& events);
+
+ private:
+  // By when an operation has to return.
+  class Deadline;
+
+  bool OpenLocked(const Deadline& deadline);
+  void Process();
+  void Connect(const Deadline& deadline);
+  bool WaitUntilReady(const Deadline& deadline);
+  void RequestName(const Deadline& deadline);
+  std::vector<char> CallAndWait(sd_bus_message* call, const Deadline& deadline);
+  void SendOnly(sd_bus_message* call);
+  MessagePtr NewCall(const char* interface, const char* member);
+  void BeginHang();
+  void Forget();
+  bool NeedsTending();
+  void LogFailure(const BusError& error, int result);
+
+  static int OnPong(sd_bus_message* message, void* connection, sd_bus_error* error);
+
+  const LinkNames m_names;
+  const std::function<void()> m_onUntended;
+  std::mutex m_mutex;
+  BusPtr m_bus;
+  bool m_ownsName = false;
+  // What the bus last said about the name, so that the log says it once.
+  NameAnswer m_nameAnswer = NameAnswer::AlreadyOwner;
+  // Whether the bus answered last time: one that did not is not waited for again until it does.
+  bool m_busAnswers = true;
+  std::atomic<bool> m_hung = false;
+  std::atomic<unsigned> m_hangs = 0;
+};
+
+}  // namespace applist
+
+#endif

@@ -1,0 +1,581 @@
+// SPDX-FileCopyrightText: 2026 The AppList authors
+// SPDX-License-Identifier: MIT
+#include "dbus/DbusLink.h"
+
+#include <fcntl.h>
+#include <sys/eventfd.h>
+#include <systemd/sd-event.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <exception>
+#include <utility>
+
+#include "common/Log.h"
+#include "dbus/Frame.h"
+#include "dbus/LinkRefusal.h"
+
+using applist::BusError;
+using applist::MessagePtr;
+using applist::NameAnswer;
+
+namespace {
+
+constexpr std::chrono::milliseconds kFirstDelay(100);
+constexpr std::chrono::milliseconds kLongestDelay(5000);
+// How long a bus may take to appear and to answer Hello before a new connection is tried.
+constexpr std::chrono::milliseconds kHelloPatience(2000);
+constexpr size_t kMostWaiting = 10000;
+constexpr std::chrono::seconds kBusTimeout(25);
+
+constexpr const char* kBusName = "org.freedesktop.DBus";
+constexpr const char* kBusPath = "/org/freedesktop/DBus";
+// The sender of what the D-Bus library itself says about a connection.
+constexpr const char* kLocal = "org.freedesktop.DBus.Local";
+constexpr const char* kLocalPath = "/org/freedesktop/DBus/Local";
+
+bool Is(const char* text, const std::string& expected) {
+  return text != nullptr && expected == text;
+}
+
+bool IsFrom(sd_bus_message* message, const std::string& sender) {
+  return !sender.empty() && Is(sd_bus_message_get_sender(message), sender);
+}
+
+const char* TextOr(const char* text, const char* fallback) {
+  return text != nullptr ? text : fallback;
+}
+
+// Runs an upcall. Nothing that it throws may reach the D-Bus library.
+template <class Upcall>
+void Guard(const char* name, Upcall upcall) {
+  try {
+    upcall();
+  } catch (const std::exception& e) {
+    APPLIST_LOGF(DLOG_ERROR, "%s threw: %s", name, e.what());
+  } catch (...) {
+    APPLIST_LOGF(DLOG_ERROR, "%s threw something that is no exception", name);
+  }
+}
+
+}  // namespace
+
+void DbusLink::EventUnref::operator()(sd_event* event) const {
+  sd_event_unref(event);
+}
+
+void DbusLink::SourceUnref::operator()(sd_event_source* source) const {
+  sd_event_source_disable_unref(source);
+}
+
+DbusLink::DbusLink(applist::LinkNames names, Upcalls upcalls)
+    : m_names(std::move(names)),
+      m_upcalls(std::move(upcalls)),
+      m_alive(std::make_shared<bool>(true)),
+      m_delay(kFirstDelay),
+      m_calls(m_names, [this] { Wake(); }) {
+  sd_event* event = nullptr;
+  sd_event_source* wake = nullptr;
+  if (sd_event_default(&event) < 0) {
+    APPLIST_LOG(DLOG_ERROR, "No event loop: nothing will be heard");
+    return;
+  }
+  m_event.reset(event);
+  const int fd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+  if (fd < 0 || sd_event_add_io(event, &wake, fd, EPOLLIN, OnWake, this) < 0) {
+    APPLIST_LOG(DLOG_ERROR, "No event source: what is sent may be late");
+  } else {
+    m_wake.reset(wake);
+    sd_event_source_set_io_fd_own(wake, 1);
+  }
+  Start();
+  Wake();
+}
+
+DbusLink::~DbusLink() = default;
+
+std::vector<char> DbusLink::Send(const std::vector<char>& frame) {
+  return m_calls.Call(frame);
+}
+
+void DbusLink::Notify(const std::vector<char>& frame) {
+  if (!IsConnected()) {
+    return;
+  }
+  sd_bus_message* created = nullptr;
+  int r = sd_bus_message_new_signal(m_bus.get(), &created, m_names.objectPath.c_str(),
+                                    applist::kLinkInterface, "Notify");
+  const MessagePtr signal(created);
+  if (r >= 0) {
+    r = applist::AppendFrame(created, frame);
+  }
+  if (r >= 0) {
+    r = sd_bus_message_set_destination(created, m_partner.c_str());
+  }
+  if (r >= 0) {
+    r = sd_bus_send(m_bus.get(), created, nullptr);
+  }
+  if (r < 0) {
+    APPLIST_LOGF(DLOG_ERROR, "Cannot send a notification of %zu bytes: %s", frame.size(),
+                 std::strerror(-r));
+  }
+  Wake();
+}
+
+void DbusLink::WhenPartnerHasCaughtUp(std::function<void()> then) {
+  m_caughtUp.reset();
+  if (!IsConnected()) {
+    return;
+  }
+  m_whenCaughtUp = std::move(then);
+  sd_bus_message* created = nullptr;
+  int r = sd_bus_message_new_method_call(m_bus.get(), &created, m_partner.c_str(),
+                                         m_names.objectPath.c_str(), "org.freedesktop.DBus.Peer",
+                                         "Ping");
+  const MessagePtr ping(created);
+  sd_bus_slot* slot = nullptr;
+  if (r >= 0) {
+    r = sd_bus_call_async(m_bus.get(), &slot, created, OnCaughtUp, this, UINT64_MAX);
+  }
+  m_caughtUp.reset(slot);
+  if (r < 0) {
+    APPLIST_LOGF(DLOG_ERROR, "Cannot ask the partner: %s", std::strerror(-r));
+  }
+  Wake();
+}
+
+void DbusLink::OnConnection(std::function<void(sd_bus*)> add) {
+  m_addObjects = std::move(add);
+  if (m_bus != nullptr && m_addObjects) {
+    m_addObjects(m_bus.get());
+  }
+}
+
+void DbusLink::OnNameTaken(std::function<void(const std::string&)> taken) {
+  m_nameTaken = std::move(taken);
+}
+
+// Starting and losing a connection
+
+// A socket that is not there yet is waited for by the connection itself. The timer is for what that
+// does not see, and for a bus that takes connections without answering.
+void DbusLink::Start() {
+  int r = 0;
+  m_caughtUp.reset();
+  m_bus = applist::StartConnection("applist-incoming", kBusTimeout, applist::Socket::Awaited, r);
+  if (m_bus != nullptr) {
+    r = AddHandlers();
+  }
+  if (r < 0) {
+    Lose(std::strerror(-r));
+  } else {
+    StartAfter(std::max(m_delay, kHelloPatience));
+  }
+}
+
+void DbusLink::StartAfter(std::chrono::milliseconds delay) {
+  sd_event_source* timer = nullptr;
+  const uint64_t microseconds = static_cast<uint64_t>(std::chrono::microseconds(delay).count());
+  const int r = sd_event_add_time_relative(m_event.get(), &timer, CLOCK_MONOTONIC, microseconds, 0,
+                                           OnTimer, this);
+  m_timer.reset(timer);
+  if (r < 0) {
+    APPLIST_LOGF(DLOG_ERROR, "Cannot try the bus again: %s", std::strerror(-r));
+  }
+}
+
+// Has the loop look at the connection again. A loop that somebody polls by its descriptor does not
+// see what was queued from outside the loop.
+void DbusLink::Wake() {
+  int fd = -1;
+  if (m_wake != nullptr && (fd = sd_event_source_get_io_fd(m_wake.get())) >= 0) {
+    eventfd_write(fd, 1);
+  }
+}
+
+int DbusLink::AddHandlers() {
+  static const sd_bus_vtable kVtable[] = {
+      SD_BUS_VTABLE_START(0),
+      SD_BUS_METHOD_WITH_ARGS("Send", SD_BUS_ARGS("ay", frame), SD_BUS_RESULT("ay", reply), OnSend,
+                              SD_BUS_VTABLE_UNPRIVILEGED),
+      SD_BUS_SIGNAL_WITH_ARGS("Notify", SD_BUS_ARGS("ay", frame), 0), SD_BUS_VTABLE_END};
+  sd_bus* bus = m_bus.get();
+  int r = sd_bus_match_signal(bus, nullptr, kLocal, kLocalPath, kLocal, "Connected", OnHello, this);
+  if (r >= 0) {
+    r = sd_bus_match_signal(bus, nullptr, kLocal, kLocalPath, kLocal, "Disconnected", OnLost, this);
+  }
+  if (r >= 0) {
+    r = sd_bus_add_filter(bus, nullptr, OnIncoming, this);
+  }
+  if (r >= 0) {
+    r = sd_bus_add_object_vtable(bus, nullptr, m_names.objectPath.c_str(), applist::kLinkInterface,
+                                 kVtable, this);
+  }
+  if (r >= 0) {
+    r = sd_bus_attach_event(bus, m_event.get(), SD_EVENT_PRIORITY_NORMAL);
+  }
+  if (r >= 0 && m_addObjects) {
+    m_addObjects(bus);
+  }
+  return r;
+}
+
+// The connection itself stays until the next one is started: this runs inside its callbacks.
+void DbusLink::Lose(const char* cause) {
+  if (!m_outage) {
+    APPLIST_LOGF(DLOG_WARN, "No bus: %s; working locally until it is there", cause);
+  }
+  m_outage = true;
+  m_ownsName = false;
+  m_partner.clear();
+  m_partnerCalls.clear();
+  StartAfter(m_delay);
+  m_delay = std::min(2 * m_delay, kLongestDelay);
+  UpdateConnected();
+}
+
+// Following the partner
+
+void DbusLink::Follow() {
+  if (m_outage) {
+    APPLIST_LOG(DLOG_WARN, "The bus is there");
+  }
+  m_outage = false;
+  m_timer.reset();
+  const std::string rule =
+      std::string("type='signal',sender='") + kBusName + "',path='" + kBusPath + "',interface='" +
+      kBusName + "',member='NameOwnerChanged',arg0namespace='" + m_names.Namespace() + "'";
+  const int r =
+      sd_bus_add_match_async(m_bus.get(), nullptr, rule.c_str(), OnOwnerChanged, nullptr, this);
+  if (r < 0) {
+    APPLIST_LOGF(DLOG_ERROR, "Cannot follow the partner: %s", std::strerror(-r));
+  }
+  AskForOwner(m_names.partner.incoming, OnPartner);
+  AskForOwner(m_names.partner.calls, OnPartnerCalls);
+  AskForOwnName();
+}
+
+void DbusLink::AskForOwner(const std::string& name, sd_bus_message_handler_t onAnswer) {
+  const int r = sd_bus_call_method_async(m_bus.get(), nullptr, kBusName, kBusPath, kBusName,
+                                         "GetNameOwner", onAnswer, this, "s", name.c_str());
+  if (r < 0) {
+    APPLIST_LOGF(DLOG_ERROR, "Cannot ask who owns %s: %s", name.c_str(), std::strerror(-r));
+  }
+}
+
+// The name for calls comes first: of two processes that want to be the same end, only one gets it
+// and goes on to ask for the other name.
+void DbusLink::AskForOwnName() {
+  if (!m_calls.Open()) {
+    WaitForName(m_names.own.calls);
+    return;
+  }
+  const int r = sd_bus_call_method_async(m_bus.get(), nullptr, kBusName, kBusPath, kBusName,
+                                         "RequestName", OnNameAnswer, this, "su",
+                                         m_names.own.incoming.c_str(), applist::kDoNotQueue);
+  if (r < 0) {
+    APPLIST_LOGF(DLOG_ERROR, "Cannot ask for %s: %s", m_names.own.incoming.c_str(),
+                 std::strerror(-r));
+  }
+}
+
+void DbusLink::TakeNameAnswer(sd_bus_message* answer) {
+  const NameAnswer meaning = applist::ReadNameAnswer(answer);
+  applist::LogNameAnswer(m_bus.get(), m_names.own.incoming, meaning, BusError(answer));
+  m_ownsName = applist::IsOwner(meaning);
+  if (m_ownsName) {
+    m_delay = kFirstDelay;
+    UpdateConnected();
+  } else {
+    WaitForName(m_names.own.incoming);
+  }
+}
+
+// Where another process has the name, the bus will tell when it is free. Where nobody has, it could
+// not be had for a reason that the bus will not tell the end of: try everything again.
+void DbusLink::WaitForName(const std::string& name) {
+  const std::string owner = applist::DescribeOwner(m_bus.get(), name);
+  if (owner.empty()) {
+    StartAfter(m_delay);
+  } else if (m_nameTaken) {
+    Guard("The handler of a taken name", [&] { m_nameTaken(owner); });
+  }
+}
+
+void DbusLink::TakeOwner(const std::string& name, const std::string& owner) {
+  if (name == m_names.partner.calls) {
+    TakePartnerCalls(owner);
+  } else if (name == m_names.partner.incoming) {
+    m_partner = owner;
+    UpdateConnected();
+  } else if (owner.empty() && !m_ownsName) {
+    AskForOwnName();
+  }
+}
+
+// A partner that lost its connection for calls and is back on another one may have lost a call with
+// it: it counts as another partner, so that both sides start over.
+void DbusLink::TakePartnerCalls(const std::string& owner) {
+  m_partnerCalls = owner;
+  if (owner.empty() || owner == m_lastPartnerCalls) {
+    return;
+  }
+  const bool another = !m_lastPartnerCalls.empty();
+  m_lastPartnerCalls = owner;
+  if (another && IsConnected()) {
+    const std::string partner = m_partner;
+    const std::weak_ptr<bool> alive = m_alive;
+    m_partner.clear();
+    UpdateConnected();
+    if (!alive.expired()) {
+      m_partner = partner;
+      UpdateConnected();
+    }
+  }
+}
+
+// A partner that another process replaces in one step is first gone, then there.
+void DbusLink::UpdateConnected() {
+  const std::string now = m_ownsName ? m_partner : std::string();
+  if (now == m_connectedTo) {
+    return;
+  }
+  const std::weak_ptr<bool> alive = m_alive;
+  const std::string partner = m_names.partner.incoming;
+  const bool before = IsConnected();
+  m_connectedTo = now;
+  m_caughtUp.reset();
+  m_waiting.clear();
+  if (before) {
+    APPLIST_LOGF(DLOG_INFO, "%s is gone", partner.c_str());
+    Guard("HandleConnectionReady", [&] { m_upcalls.connectionReady(false, partner); });
+  }
+  if (!now.empty() && !alive.expired()) {
+    APPLIST_LOGF(DLOG_INFO, "%s is there, as %s", partner.c_str(), now.c_str());
+    Guard("HandleConnectionReady", [&] { m_upcalls.connectionReady(true, partner); });
+  }
+}
+
+// What comes in
+
+void DbusLink::TakeNotification(sd_bus_message* message) {
+  if (!IsFrom(message, m_partner)) {
+    LogUnheard(message, "it does not own the partner's name");
+    return;
+  }
+  std::vector<char> frame;
+  const int r = applist::ReadFrame(message, frame);
+  if (r < 0) {
+    LogUnheard(message, std::strerror(-r));
+  } else if (!m_calls.IsHung() && m_waiting.empty()) {
+    Deliver(frame);
+  } else if (m_waiting.size() < kMostWaiting) {
+    m_waiting.push_back(std::move(frame));
+  } else {
+    LogUnheard(message, "too many wait already");
+  }
+}
+
+// Returns whether the link is still there afterwards.
+bool DbusLink::Deliver(const std::vector<char>& frame) {
+  const std::weak_ptr<bool> alive = m_alive;
+  const unsigned hangs = m_calls.Hangs();
+  std::vector<char> buffer = frame;
+  Guard("HandleNotification", [&] { m_upcalls.notification(buffer); });
+  if (alive.expired()) {
+    return false;
+  }
+  if (m_calls.Hangs() != hangs) {
+    m_waiting.push_front(frame);
+  }
+  return true;
+}
+
+void DbusLink::DeliverWaiting() {
+  while (!m_waiting.empty() && !m_calls.IsHung()) {
+    const std::vector<char> frame = std::move(m_waiting.front());
+    m_waiting.pop_front();
+    if (!Deliver(frame)) {
+      return;
+    }
+  }
+}
+
+// The descriptor is watched as a duplicate: the connection may be closed by another thread.
+void DbusLink::TendCalls() {
+  int fd = -1;
+  int events = 0;
+  m_tending.reset();
+  if (m_calls.Tend(fd, events)) {
+    sd_event_source* source = nullptr;
+    const int watched = fcntl(fd, F_DUPFD_CLOEXEC, 0);
+    if (watched >= 0 && sd_event_add_io(m_event.get(), &source, watched,
+                                        static_cast<uint32_t>(events), OnTend, this) >= 0) {
+      sd_event_source_set_io_fd_own(source, 1);
+      m_tending.reset(source);
+    } else if (watched >= 0) {
+      close(watched);
+    }
+  }
+  DeliverWaiting();
+}
+
+void DbusLink::LogUnheard(sd_bus_message* message, const char* what) {
+  const char* sender = TextOr(sd_bus_message_get_sender(message), "nobody");
+  if (m_unheard != sender) {
+    m_unheard = sender;
+    APPLIST_LOGF(DLOG_WARN, "A notification from %s is not heard: %s", sender, what);
+  }
+}
+
+// Answers with a D-Bus error of the link's own.
+int DbusLink::Refuse(sd_bus_message* call, const std::string& error, const char* sentence) {
+  APPLIST_LOGF(DLOG_WARN, "Refused a message: %s", sentence);
+  return sd_bus_reply_method_errorf(call, error.c_str(), "%s", sentence);
+}
+
+int DbusLink::AnswerCall(sd_bus_message* call) {
+  if (!IsFrom(call, m_partnerCalls)) {
+    return sd_bus_reply_method_errorf(call, SD_BUS_ERROR_ACCESS_DENIED,
+                                      "Only the owner of %s may call Send here",
+                                      m_names.partner.calls.c_str());
+  }
+  try {
+    return Reply(call, TakeMessage(call));
+  } catch (const LinkRefusal& refusal) {
+    return Refuse(call, refusal.ErrorName(), refusal.what());
+  } catch (const std::exception& e) {
+    return Refuse(call, "org.javamw.Link1.Error.Failed", e.what());
+  } catch (...) {
+    return Refuse(call, "org.javamw.Link1.Error.Failed", "The message could not be handled");
+  }
+}
+
+// A frame that is too short for an identifier is passed on all the same: the endpoint logs it.
+std::vector<char> DbusLink::TakeMessage(sd_bus_message* call) {
+  std::vector<char> frame;
+  const int r = applist::ReadFrame(call, frame);
+  if (r == -EMSGSIZE) {
+    throw LinkRefusal("TooLarge",
+                      "A frame holds at most " + std::to_string(applist::kLargestFrame) + " bytes");
+  }
+  if (r < 0) {
+    throw LinkRefusal("BadSignature", "Send takes one array of bytes");
+  }
+  const size_t size = frame.size();
+  std::vector<char> reply = m_upcalls.message(frame);
+  if (size < applist::kSmallestFrame) {
+    throw LinkRefusal("BadFrame", "A frame holds at least the four bytes of its identifier");
+  }
+  return reply;
+}
+
+int DbusLink::Reply(sd_bus_message* call, const std::vector<char>& reply) {
+  sd_bus_message* created = nullptr;
+  int r = sd_bus_message_new_method_return(call, &created);
+  const MessagePtr answer(created);
+  if (r >= 0) {
+    r = applist::AppendFrame(created, reply);
+  }
+  if (r == -EMSGSIZE) {
+    throw LinkRefusal("TooLarge",
+                      "The reply of " + std::to_string(reply.size()) + " bytes is too large");
+  }
+  return r < 0 ? r : sd_bus_send(nullptr, created, nullptr);
+}
+
+// Callbacks. A negative result would make the D-Bus library give up on the connection or the event
+// loop on the source, so each returns one only on purpose.
+
+int DbusLink::OnWake(sd_event_source* /*source*/, int fd, uint32_t /*events*/, void* link) {
+  eventfd_t count = 0;
+  eventfd_read(fd, &count);
+  static_cast<DbusLink*>(link)->TendCalls();
+  return 0;
+}
+
+int DbusLink::OnTend(sd_event_source* /*source*/, int /*fd*/, uint32_t /*events*/, void* link) {
+  static_cast<DbusLink*>(link)->TendCalls();
+  return 0;
+}
+
+int DbusLink::OnTimer(sd_event_source* /*source*/, uint64_t /*now*/, void* link) {
+  DbusLink* self = static_cast<DbusLink*>(link);
+  self->m_delay = std::min(2 * self->m_delay, kLongestDelay);
+  self->Start();
+  return 0;
+}
+
+int DbusLink::OnHello(sd_bus_message* message, void* link, sd_bus_error* /*error*/) {
+  if (IsFrom(message, kLocal)) {
+    static_cast<DbusLink*>(link)->Follow();
+  }
+  return 0;
+}
+
+int DbusLink::OnLost(sd_bus_message* message, void* link, sd_bus_error* /*error*/) {
+  if (IsFrom(message, kLocal)) {
+    static_cast<DbusLink*>(link)->Lose("the connection was closed");
+  }
+  return 0;
+}
+
+// A call with the wrong arguments is answered here: the object would say the same with an error
+// that is not the link's own.
+int DbusLink::OnIncoming(sd_bus_message* message, void* link, sd_bus_error* /*error*/) {
+  DbusLink* self = static_cast<DbusLink*>(link);
+  if (!Is(sd_bus_message_get_path(message), self->m_names.objectPath)) {
+    return 0;
+  }
+  if (sd_bus_message_is_signal(message, applist::kLinkInterface, "Notify") > 0) {
+    self->TakeNotification(message);
+    return 1;
+  }
+  if (sd_bus_message_is_method_call(message, applist::kLinkInterface, "Send") > 0 &&
+      sd_bus_message_has_signature(message, "ay") <= 0) {
+    return self->AnswerCall(message);
+  }
+  return 0;
+}
+
+int DbusLink::OnOwnerChanged(sd_bus_message* message, void* link, sd_bus_error* /*error*/) {
+  const char* name = nullptr;
+  const char* before = nullptr;
+  const char* after = nullptr;
+  if (IsFrom(message, kBusName) &&
+      sd_bus_message_read(message, "sss", &name, &before, &after) >= 0) {
+    static_cast<DbusLink*>(link)->TakeOwner(name, after);
+  }
+  return 0;
+}
+
+int DbusLink::OnPartner(sd_bus_message* message, void* link, sd_bus_error* /*error*/) {
+  DbusLink* self = static_cast<DbusLink*>(link);
+  self->TakeOwner(self->m_names.partner.incoming, applist::ReadOwner(message));
+  return 0;
+}
+
+int DbusLink::OnPartnerCalls(sd_bus_message* message, void* link, sd_bus_error* /*error*/) {
+  DbusLink* self = static_cast<DbusLink*>(link);
+  self->TakeOwner(self->m_names.partner.calls, applist::ReadOwner(message));
+  return 0;
+}
+
+int DbusLink::OnNameAnswer(sd_bus_message* message, void* link, sd_bus_error* /*error*/) {
+  static_cast<DbusLink*>(link)->TakeNameAnswer(message);
+  return 0;
+}
+
+int DbusLink::OnCaughtUp(sd_bus_message* message, void* link, sd_bus_error* /*error*/) {
+  if (sd_bus_message_is_method_error(message, nullptr) <= 0) {
+    const std::function<void()> then = static_cast<DbusLink*>(link)->m_whenCaughtUp;
+    Guard("The handler of a partner that has caught up", then);
+  }
+  return 0;
+}
+
+int DbusLink::OnSend(sd_bus_message* message, void* link, sd_bus_error* /*error*/) {
+  return static_cast<DbusLink*>(link)->AnswerCall(message);
+}

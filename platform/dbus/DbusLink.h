@@ -1,0 +1,169 @@
+// SPDX-FileCopyrightText: 2026 The AppList authors
+// SPDX-License-Identifier: MIT
+//
+// One end of a link between a user interface and its remote side, over D-Bus.
+#ifndef APPLIST_DBUS_DBUSLINK_H
+#define APPLIST_DBUS_DBUSLINK_H
+
+#include <chrono>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "dbus/BusConnection.h"
+#include "dbus/CallConnection.h"
+#include "dbus/LinkNames.h"
+
+struct sd_event;
+struct sd_event_source;
+
+// Holds two connections to the bus. The incoming one owns the name of this end, hears what the
+// partner sends and follows who the partner is; it lives in the event loop of the thread that
+// constructs the link. The other one makes the calls, on whichever thread calls (CallConnection).
+//
+//   constructed -> starting: the socket of the bus has yet to appear, or the bus to answer Hello
+//               -> following: asks who the partner is, then for its own name
+//               -> connected: has its name, and the partner is there
+//   any of them -> starting, on a new connection, when the bus goes away: after 0.1 s at first, and
+//                  after up to 5 s while that does not help
+//
+// Who is heard: the bus delivers whatever anybody sends to us. A Notify counts only from the
+// connection that owns the partner's name now, a Send only from the one that owns the partner's
+// name with `.Calls` appended, and a change of owner only from the bus itself.
+//
+// The order in `following` is what loses no message: our own name is asked for last, so that
+// whoever sees it appear is known to us before it can send us anything.
+//
+// A partner that hangs (CallConnection) is not asked anything in vain: notifications wait until it
+// answers again, and one in whose handling a call timed out is then delivered once more.
+//
+// Construct, run the loop and destroy on one thread; Send from any. Upcalls come from the loop
+// only, and may destroy the link.
+class DbusLink {
+ public:
+  // What the link calls, from the loop, with no lock held. What they throw is caught, and answered
+  // or logged.
+  struct Upcalls {
+    // A function message; returns the reply. Throws to refuse (LinkRefusal names the error).
+    std::function<std::vector<char>(std::vector<char>& frame)> message;
+    std::function<void(std::vector<char>& frame)> notification;
+    // Connected, or no longer so. `partner` is the partner's bus name.
+    std::function<void(bool state, const std::string& partner)> connectionReady;
+  };
+
+  // The upcalls of a transport class to itself.
+  template <class Transport>
+  static Upcalls UpcallsTo(Transport* transport) {
+    return {[transport](std::vector<char>& frame) { return transport->HandleMessage(frame); },
+            [transport](std::vector<char>& frame) { transport->HandleNotification(frame); },
+            [transport](bool state, const std::string& partner) {
+              transport->HandleConnectionReady(state, partner);
+            }};
+  }
+
+  DbusLink(applist::LinkNames names, Upcalls upcalls);
+  ~DbusLink();
+  DbusLink(const DbusLink&) = delete;
+  DbusLink& operator=(const DbusLink&) = delete;
+
+  // Sends a function message and waits for the reply; empty when there is none. Any thread.
+  std::vector<char> Send(const std::vector<char>& frame);
+
+  // Sends a notification to the partner alone; drops it while not connected. Loop's thread only.
+  void Notify(const std::vector<char>& frame);
+
+  // Calls `then` once, from the loop, when the partner has worked off everything that was sent to
+  // it before with Notify. A second call replaces the first, and the partner's going cancels it.
+  void WhenPartnerHasCaughtUp(std::function<void()> then);
+
+  // Lets a program add objects of its own to the connection that owns this end's name: `add` is
+  // called now, and again for each later connection, before the name is there to be called by.
+  // A program that keeps the bus keeps a reference to it. A null function ends it.
+  void OnConnection(std::function<void(sd_bus* bus)> add);
+
+  // `taken` is called from the loop when another process turns out to own this end's name, with
+  // that process in words.
+  void OnNameTaken(std::function<void(const std::string& owner)> taken);
+
+  bool IsConnected() const { return !m_connectedTo.empty(); }
+  const applist::LinkNames& Names() const { return m_names; }
+
+ private:
+  void Start();
+  void StartAfter(std::chrono::milliseconds delay);
+  void Wake();
+  int AddHandlers();
+  void Follow();
+  void AskForOwner(const std::string& name, sd_bus_message_handler_t onAnswer);
+  void AskForOwnName();
+  void TakeNameAnswer(sd_bus_message* answer);
+  void WaitForName(const std::string& name);
+  void TakeOwner(const std::string& name, const std::string& owner);
+  void TakePartnerCalls(const std::string& owner);
+  void LogUnheard(sd_bus_message* message, const char* what);
+  void UpdateConnected();
+  void Lose(const char* cause);
+  void TakeNotification(sd_bus_message* message);
+  bool Deliver(const std::vector<char>& frame);
+  void DeliverWaiting();
+  void TendCalls();
+  int AnswerCall(sd_bus_message* call);
+  std::vector<char> TakeMessage(sd_bus_message* call);
+  static int Reply(sd_bus_message* call, const std::vector<char>& reply);
+  static int Refuse(sd_bus_message* call, const std::string& error, const char* sentence);
+
+  static int OnTend(sd_event_source* source, int fd, uint32_t events, void* link);
+  static int OnWake(sd_event_source* source, int fd, uint32_t events, void* link);
+  static int OnTimer(sd_event_source* source, uint64_t now, void* link);
+  static int OnHello(sd_bus_message* message, void* link, sd_bus_error* error);
+  static int OnLost(sd_bus_message* message, void* link, sd_bus_error* error);
+  static int OnIncoming(sd_bus_message* message, void* link, sd_bus_error* error);
+  static int OnOwnerChanged(sd_bus_message* message, void* link, sd_bus_error* error);
+  static int OnPartner(sd_bus_message* message, void* link, sd_bus_error* error);
+  static int OnPartnerCalls(sd_bus_message* message, void* link, sd_bus_error* error);
+  static int OnNameAnswer(sd_bus_message* message, void* link, sd_bus_error* error);
+  static int OnCaughtUp(sd_bus_message* message, void* link, sd_bus_error* error);
+  static int OnSend(sd_bus_message* message, void* link, sd_bus_error* error);
+
+  struct EventUnref {
+    void operator()(sd_event* event) const;
+  };
+  struct SourceUnref {
+    void operator()(sd_event_source* source) const;
+  };
+
+  const applist::LinkNames m_names;
+  const Upcalls m_upcalls;
+  std::function<void(sd_bus*)> m_addObjects;
+  std::function<void(const std::string&)> m_nameTaken;
+  std::function<void()> m_whenCaughtUp;
+  // Expires with the link, for what goes on after an upcall.
+  std::shared_ptr<bool> m_alive;
+
+  std::unique_ptr<sd_event, EventUnref> m_event;
+  std::unique_ptr<sd_event_source, SourceUnref> m_wake;
+  std::unique_ptr<sd_event_source, SourceUnref> m_timer;
+  std::unique_ptr<sd_event_source, SourceUnref> m_tending;
+  std::chrono::milliseconds m_delay;
+  bool m_outage = false;
+
+  applist::CallConnection m_calls;
+  applist::BusPtr m_bus;
+  applist::SlotPtr m_caughtUp;
+  bool m_ownsName = false;
+  // The unique names that own the partner's two names, empty where nobody does.
+  std::string m_partner;
+  std::string m_partnerCalls;
+  // The last one that owned the name for calls.
+  std::string m_lastPartnerCalls;
+  // The partner that the upcall last named as ready, empty when not connected.
+  std::string m_connectedTo;
+  // Notifications of that partner that wait for it to answer again.
+  std::deque<std::vector<char>> m_waiting;
+  // Whose message was last not heard, so that the log says it once.
+  std::string m_unheard;
+};
+
+#endif

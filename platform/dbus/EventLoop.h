@@ -1,0 +1,62 @@
+// SPDX-FileCopyrightText: 2026 The AppList authors
+// SPDX-License-Identifier: MIT
+//
+// The event loop from which upcalls come, for programs with a main loop of their own and for
+// programs without.
+#ifndef APPLIST_DBUS_EVENTLOOP_H
+#define APPLIST_DBUS_EVENTLOOP_H
+
+#include <cstdint>
+#include <memory>
+
+struct sd_event;
+struct sd_event_source;
+
+// The loop of the thread that constructs it, the same one that sd_event_default() returns there.
+// Use it on that thread only, and keep it for as long as the models of the thread.
+//
+// With a main loop of your own: watch Fd() for input, and call Dispatch() whenever it is readable.
+// Timers make it readable as well. Where your loop asks for a time-out before it polls, give it
+// NextTimeout(); a loop that shares sd_event_default() with code that is not ours needs that.
+// Without a loop of your own: call Run().
+//
+// An idle loop does not wake up.
+class EventLoop {
+ public:
+  // Throws std::system_error when the system has no descriptor left.
+  EventLoop();
+  ~EventLoop();
+  EventLoop(const EventLoop&) = delete;
+  EventLoop& operator=(const EventLoop&) = delete;
+
+  // A descriptor that is readable while something waits to be dispatched. It stays the same,
+  // belongs to the loop, and is never to be read from.
+  int Fd() const;
+
+  // For how long to poll Fd() at most, in milliseconds, as poll() takes it: 0 when something waits
+  // already, -1 when only the descriptor will tell.
+  int NextTimeout();
+
+  // Delivers what waits, and returns without waiting for more. After a good deal it returns with
+  // the descriptor still readable, so that a flood does not keep a user interface from drawing.
+  void Dispatch();
+
+  // Delivers what comes, until Stop() is called from inside.
+  void Run();
+  void Stop() { m_stop = true; }
+
+ private:
+  int RunOnce(uint64_t timeout);
+
+  struct EventUnref {
+    void operator()(sd_event* event) const;
+  };
+  struct SourceUnref {
+    void operator()(sd_event_source* source) const;
+  };
+  std::unique_ptr<sd_event, EventUnref> m_event;
+  std::unique_ptr<sd_event_source, SourceUnref> m_more;
+  bool m_stop = false;
+};
+
+#endif
