@@ -94,6 +94,7 @@ void LocalAppListModel::OnConnection(bool state) {
   m_connected = state;
   if (state) {
     m_selection.reset();
+    m_doubtful.clear();
     Announce();
   }
   if (m_observer) {
@@ -123,14 +124,27 @@ void LocalAppListModel::Announce() {
     if (unsure) {
       Announce();
     } else if (selected && m_selection) {
-      const bool listed = Find(m_selection->GetUnigueId()) != m_items.end();
-      ChangeSelection(listed ? m_selection : std::nullopt);
+      const auto listed = Find(m_selection->GetUnigueId());
+      ChangeSelection(listed != m_items.end() ? std::make_optional(*listed) : std::nullopt);
     }
   });
 }
 
+// A message that fails for want of memory may be half applied, and the user interface has done its
+// part already: the whole list is asked for anew.
 std::vector<char> LocalAppListModel::OnMessageReceive(int messageId,
                                                       const std::vector<char>& data) {
+  try {
+    return Apply(messageId, data);
+  } catch (const LinkRefusal&) {
+    throw;
+  } catch (...) {
+    Announce();
+    throw;
+  }
+}
+
+std::vector<char> LocalAppListModel::Apply(int messageId, const std::vector<char>& data) {
   switch (messageId) {
     case APPLIST_SET_SELECTION_FNC:
       SetSelection(DecodeOne(data));

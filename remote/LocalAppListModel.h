@@ -75,6 +75,7 @@ class LocalAppListModel {
   enum class Filling { Done, Expected, Begun, Unsure };
 
   std::vector<char> OnMessageReceive(int messageId, const std::vector<char>& data);
+  std::vector<char> Apply(int messageId, const std::vector<char>& data);
   void OnConnection(bool state);
   void Announce();
 

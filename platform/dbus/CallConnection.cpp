@@ -39,27 +39,32 @@ std::vector<char> CallConnection::Call(const std::vector<char>& frame) {
   {
     const std::lock_guard<std::mutex> lock(m_mutex);
     untended = m_hung;
-    if (!OpenLocked(deadline)) {
-      return reply;
-    }
-    const MessagePtr call = NewCall(kLinkInterface, "Send");
-    const int r = call == nullptr ? -ENOMEM : AppendFrame(call.get(), frame);
-    if (r < 0) {
-      APPLIST_LOGF(DLOG_ERROR, "Cannot send a frame of %zu bytes: %s", frame.size(),
-                   BusError().Text(r).c_str());
-      return reply;
-    }
-    if (m_hung) {
-      SendOnly(call.get());
-    } else {
-      reply = CallAndWait(call.get(), deadline);
-    }
+    reply = CallLocked(frame, deadline);
     untended = untended || NeedsTending();
   }
   if (untended) {
     m_onUntended();
   }
   return reply;
+}
+
+std::vector<char> CallConnection::CallLocked(const std::vector<char>& frame,
+                                             const Deadline& deadline) {
+  if (!OpenLocked(deadline)) {
+    return std::vector<char>();
+  }
+  const MessagePtr call = NewCall(kLinkInterface, "Send");
+  const int r = call == nullptr ? -ENOMEM : AppendFrame(call.get(), frame);
+  if (r < 0) {
+    APPLIST_LOGF(DLOG_ERROR, "Cannot send a frame of %zu bytes: %s", frame.size(),
+                 BusError().Text(r).c_str());
+    return std::vector<char>();
+  }
+  if (m_hung) {
+    SendOnly(call.get());
+    return std::vector<char>();
+  }
+  return CallAndWait(call.get(), deadline);
 }
 
 bool CallConnection::Tend(int& fd, int& events) {
@@ -112,6 +117,7 @@ void CallConnection::Process() {
 }
 
 void CallConnection::Forget() {
+  m_ping.reset();
   m_bus.reset();
   m_ownsName = false;
   m_hung = false;
@@ -198,9 +204,11 @@ void CallConnection::BeginHang() {
   APPLIST_LOGF(DLOG_WARN, "%s hangs; not waiting for it until it answers again",
                m_names.partner.incoming.c_str());
   const MessagePtr ping = NewCall("org.freedesktop.DBus.Peer", "Ping");
+  sd_bus_slot* slot = nullptr;
   const int r = ping == nullptr
                     ? -ENOMEM
-                    : sd_bus_call_async(m_bus.get(), nullptr, ping.get(), OnPong, this, UINT64_MAX);
+                    : sd_bus_call_async(m_bus.get(), &slot, ping.get(), OnPong, this, UINT64_MAX);
+  m_ping.reset(slot);
   if (r < 0) {
     LogFailure(BusError(), r);
     return;

@@ -33,6 +33,7 @@ namespace applist {
 //   answering -> hung: a call timed out
 //   hung -> answering: the ping was answered, if only by the bus, because the partner is gone
 //   hung -> answering: the connection was lost
+//   hung -> answering: another process became the partner
 //
 // Somebody has to look for the answer to the ping, and to write what did not fit into the socket:
 // every call does, and between calls the event loop, with Tend.
@@ -55,6 +56,10 @@ class CallConnection {
   bool IsHung() const { return m_hung; }
   unsigned Hangs() const { return m_hangs; }
 
+  // Another process is the partner now, or none: what the last one has yet to answer says nothing
+  // about it. Waits for nobody.
+  void ForgetHang() { m_hung = false; }
+
   // Reads and writes what can be without waiting, unless another thread is at it. Returns whether
   // there will be more to do, and then sets the descriptor and the poll events to wait for.
   bool Tend(int& fd, int& events);
@@ -63,6 +68,7 @@ class CallConnection {
   // By when an operation has to return.
   class Deadline;
 
+  std::vector<char> CallLocked(const std::vector<char>& frame, const Deadline& deadline);
   bool OpenLocked(const Deadline& deadline);
   void Process();
   void Connect(const Deadline& deadline);
@@ -82,6 +88,8 @@ class CallConnection {
   const std::function<void()> m_onUntended;
   std::mutex m_mutex;
   BusPtr m_bus;
+  // The ping behind the call that last timed out.
+  SlotPtr m_ping;
   bool m_ownsName = false;
   // What the bus last said about the name, so that the log says it once.
   NameAnswer m_nameAnswer = NameAnswer::AlreadyOwner;

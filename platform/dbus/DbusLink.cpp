@@ -29,6 +29,8 @@ constexpr std::chrono::milliseconds kLongestDelay(5000);
 constexpr std::chrono::milliseconds kHelloPatience(2000);
 constexpr size_t kMostWaiting = 10000;
 constexpr std::chrono::seconds kBusTimeout(25);
+// By how many microseconds a timer may be late; with 0, the event loop takes 250000.
+constexpr uint64_t kAccuracy = 1000;
 
 constexpr const char* kBusName = "org.freedesktop.DBus";
 constexpr const char* kBusPath = "/org/freedesktop/DBus";
@@ -62,6 +64,24 @@ void Guard(const char* name, Upcall upcall) {
 
 }  // namespace
 
+// Runs a callback. Upcalls are guarded by themselves, so what is thrown here is the link's own, for
+// lack of memory: it no longer knows what it has missed, and starts over on a new connection.
+template <class Body>
+int DbusLink::Safely(Body body) {
+  try {
+    return body();
+  } catch (const std::exception& e) {
+    Guard("Losing the bus", [&] { Lose(e.what()); });
+    return 0;
+  }
+}
+
+template <int (DbusLink::*Handler)(sd_bus_message*)>
+int DbusLink::Callback(sd_bus_message* message, void* link, sd_bus_error* /*error*/) {
+  DbusLink* self = static_cast<DbusLink*>(link);
+  return self->Safely([&] { return (self->*Handler)(message); });
+}
+
 void DbusLink::EventUnref::operator()(sd_event* event) const {
   sd_event_unref(event);
 }
@@ -77,27 +97,45 @@ DbusLink::DbusLink(applist::LinkNames names, Upcalls upcalls)
       m_delay(kFirstDelay),
       m_calls(m_names, [this] { Wake(); }) {
   sd_event* event = nullptr;
-  sd_event_source* wake = nullptr;
   if (sd_event_default(&event) < 0) {
     APPLIST_LOG(DLOG_ERROR, "No event loop: nothing will be heard");
     return;
   }
   m_event.reset(event);
-  const int fd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-  if (fd < 0 || sd_event_add_io(event, &wake, fd, EPOLLIN, OnWake, this) < 0) {
-    APPLIST_LOG(DLOG_ERROR, "No event source: what is sent may be late");
-  } else {
-    m_wake.reset(wake);
-    sd_event_source_set_io_fd_own(wake, 1);
-  }
+  AddSources();
   Start();
   Wake();
 }
 
 DbusLink::~DbusLink() = default;
 
+// The idle source comes after all that the connection has to read.
+void DbusLink::AddSources() {
+  sd_event_source* wake = nullptr;
+  sd_event_source* idle = nullptr;
+  const int fd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+  int r = fd < 0 ? -errno : sd_event_add_io(m_event.get(), &wake, fd, EPOLLIN, OnWake, this);
+  m_wake.reset(wake);
+  if (r >= 0) {
+    r = sd_event_source_set_io_fd_own(wake, 1);
+  }
+  if (r >= 0) {
+    r = sd_event_add_defer(m_event.get(), &idle, OnIdle, this);
+    m_idle.reset(idle);
+  }
+  if (r >= 0) {
+    r = sd_event_source_set_priority(idle, SD_EVENT_PRIORITY_NORMAL + 1);
+  }
+  if (r >= 0) {
+    r = sd_event_source_set_enabled(idle, SD_EVENT_OFF);
+  }
+  if (r < 0) {
+    APPLIST_LOGF(DLOG_ERROR, "No event source, so nothing will be heard: %s", std::strerror(-r));
+  }
+}
+
 std::vector<char> DbusLink::Send(const std::vector<char>& frame) {
-  return m_calls.Call(frame);
+  return m_replaced ? std::vector<char>() : m_calls.Call(frame);
 }
 
 void DbusLink::Notify(const std::vector<char>& frame) {
@@ -137,7 +175,8 @@ void DbusLink::WhenPartnerHasCaughtUp(std::function<void()> then) {
   const MessagePtr ping(created);
   sd_bus_slot* slot = nullptr;
   if (r >= 0) {
-    r = sd_bus_call_async(m_bus.get(), &slot, created, OnCaughtUp, this, UINT64_MAX);
+    r = sd_bus_call_async(m_bus.get(), &slot, created, Callback<&DbusLink::OnCaughtUp>, this,
+                          UINT64_MAX);
   }
   m_caughtUp.reset(slot);
   if (r < 0) {
@@ -178,8 +217,8 @@ void DbusLink::Start() {
 void DbusLink::StartAfter(std::chrono::milliseconds delay) {
   sd_event_source* timer = nullptr;
   const uint64_t microseconds = static_cast<uint64_t>(std::chrono::microseconds(delay).count());
-  const int r = sd_event_add_time_relative(m_event.get(), &timer, CLOCK_MONOTONIC, microseconds, 0,
-                                           OnTimer, this);
+  const int r = sd_event_add_time_relative(m_event.get(), &timer, CLOCK_MONOTONIC, microseconds,
+                                           kAccuracy, OnTimer, this);
   m_timer.reset(timer);
   if (r < 0) {
     APPLIST_LOGF(DLOG_ERROR, "Cannot try the bus again: %s", std::strerror(-r));
@@ -198,16 +237,18 @@ void DbusLink::Wake() {
 int DbusLink::AddHandlers() {
   static const sd_bus_vtable kVtable[] = {
       SD_BUS_VTABLE_START(0),
-      SD_BUS_METHOD_WITH_ARGS("Send", SD_BUS_ARGS("ay", frame), SD_BUS_RESULT("ay", reply), OnSend,
-                              SD_BUS_VTABLE_UNPRIVILEGED),
+      SD_BUS_METHOD_WITH_ARGS("Send", SD_BUS_ARGS("ay", frame), SD_BUS_RESULT("ay", reply),
+                              Callback<&DbusLink::AnswerCall>, SD_BUS_VTABLE_UNPRIVILEGED),
       SD_BUS_SIGNAL_WITH_ARGS("Notify", SD_BUS_ARGS("ay", frame), 0), SD_BUS_VTABLE_END};
   sd_bus* bus = m_bus.get();
-  int r = sd_bus_match_signal(bus, nullptr, kLocal, kLocalPath, kLocal, "Connected", OnHello, this);
+  int r = sd_bus_match_signal(bus, nullptr, kLocal, kLocalPath, kLocal, "Connected",
+                              Callback<&DbusLink::OnHello>, this);
   if (r >= 0) {
-    r = sd_bus_match_signal(bus, nullptr, kLocal, kLocalPath, kLocal, "Disconnected", OnLost, this);
+    r = sd_bus_match_signal(bus, nullptr, kLocal, kLocalPath, kLocal, "Disconnected",
+                            Callback<&DbusLink::OnLost>, this);
   }
   if (r >= 0) {
-    r = sd_bus_add_filter(bus, nullptr, OnIncoming, this);
+    r = sd_bus_add_filter(bus, nullptr, Callback<&DbusLink::OnIncoming>, this);
   }
   if (r >= 0) {
     r = sd_bus_add_object_vtable(bus, nullptr, m_names.objectPath.c_str(), applist::kLinkInterface,
@@ -231,6 +272,7 @@ void DbusLink::Lose(const char* cause) {
   m_ownsName = false;
   m_partner.clear();
   m_partnerCalls.clear();
+  m_waiting.clear();
   StartAfter(m_delay);
   m_delay = std::min(2 * m_delay, kLongestDelay);
   UpdateConnected();
@@ -247,13 +289,13 @@ void DbusLink::Follow() {
   const std::string rule =
       std::string("type='signal',sender='") + kBusName + "',path='" + kBusPath + "',interface='" +
       kBusName + "',member='NameOwnerChanged',arg0namespace='" + m_names.Namespace() + "'";
-  const int r =
-      sd_bus_add_match_async(m_bus.get(), nullptr, rule.c_str(), OnOwnerChanged, nullptr, this);
+  const int r = sd_bus_add_match_async(m_bus.get(), nullptr, rule.c_str(),
+                                       Callback<&DbusLink::OnOwnerChanged>, nullptr, this);
   if (r < 0) {
     APPLIST_LOGF(DLOG_ERROR, "Cannot follow the partner: %s", std::strerror(-r));
   }
-  AskForOwner(m_names.partner.incoming, OnPartner);
-  AskForOwner(m_names.partner.calls, OnPartnerCalls);
+  AskForOwner(m_names.partner.incoming, Callback<&DbusLink::OnPartner>);
+  AskForOwner(m_names.partner.calls, Callback<&DbusLink::OnPartnerCalls>);
   AskForOwnName();
 }
 
@@ -273,30 +315,33 @@ void DbusLink::AskForOwnName() {
     return;
   }
   const int r = sd_bus_call_method_async(m_bus.get(), nullptr, kBusName, kBusPath, kBusName,
-                                         "RequestName", OnNameAnswer, this, "su",
-                                         m_names.own.incoming.c_str(), applist::kDoNotQueue);
+                                         "RequestName", Callback<&DbusLink::OnNameAnswer>, this,
+                                         "su", m_names.own.incoming.c_str(), applist::kDoNotQueue);
   if (r < 0) {
     APPLIST_LOGF(DLOG_ERROR, "Cannot ask for %s: %s", m_names.own.incoming.c_str(),
                  std::strerror(-r));
   }
 }
 
-void DbusLink::TakeNameAnswer(sd_bus_message* answer) {
+int DbusLink::OnNameAnswer(sd_bus_message* answer) {
   const NameAnswer meaning = applist::ReadNameAnswer(answer);
   applist::LogNameAnswer(m_bus.get(), m_names.own.incoming, meaning, BusError(answer));
   m_ownsName = applist::IsOwner(meaning);
+  m_replaced = false;
   if (m_ownsName) {
     m_delay = kFirstDelay;
     UpdateConnected();
   } else {
     WaitForName(m_names.own.incoming);
   }
+  return 0;
 }
 
 // Where another process has the name, the bus will tell when it is free. Where nobody has, it could
 // not be had for a reason that the bus will not tell the end of: try everything again.
 void DbusLink::WaitForName(const std::string& name) {
   const std::string owner = applist::DescribeOwner(m_bus.get(), name);
+  m_replaced = !owner.empty();
   if (owner.empty()) {
     StartAfter(m_delay);
   } else if (m_nameTaken) {
@@ -308,6 +353,11 @@ void DbusLink::TakeOwner(const std::string& name, const std::string& owner) {
   if (name == m_names.partner.calls) {
     TakePartnerCalls(owner);
   } else if (name == m_names.partner.incoming) {
+    if (owner != m_partner) {
+      m_waiting.clear();
+      m_calls.ForgetHang();
+      Wake();
+    }
     m_partner = owner;
     UpdateConnected();
   } else if (owner.empty() && !m_ownsName) {
@@ -316,7 +366,7 @@ void DbusLink::TakeOwner(const std::string& name, const std::string& owner) {
 }
 
 // A partner that lost its connection for calls and is back on another one may have lost a call with
-// it: it counts as another partner, so that both sides start over.
+// it: it counts as gone and there again, so that both sides start over.
 void DbusLink::TakePartnerCalls(const std::string& owner) {
   m_partnerCalls = owner;
   if (owner.empty() || owner == m_lastPartnerCalls) {
@@ -324,15 +374,8 @@ void DbusLink::TakePartnerCalls(const std::string& owner) {
   }
   const bool another = !m_lastPartnerCalls.empty();
   m_lastPartnerCalls = owner;
-  if (another && IsConnected()) {
-    const std::string partner = m_partner;
-    const std::weak_ptr<bool> alive = m_alive;
-    m_partner.clear();
-    UpdateConnected();
-    if (!alive.expired()) {
-      m_partner = partner;
-      UpdateConnected();
-    }
+  if (another && IsConnected() && TellConnected(false)) {
+    TellConnected(true);
   }
 }
 
@@ -342,20 +385,24 @@ void DbusLink::UpdateConnected() {
   if (now == m_connectedTo) {
     return;
   }
-  const std::weak_ptr<bool> alive = m_alive;
-  const std::string partner = m_names.partner.incoming;
   const bool before = IsConnected();
   m_connectedTo = now;
+  if (before && !TellConnected(false)) {
+    return;
+  }
+  if (!now.empty()) {
+    TellConnected(true);
+  }
+}
+
+// Returns whether the link is still there afterwards.
+bool DbusLink::TellConnected(bool state) {
+  const std::weak_ptr<bool> alive = m_alive;
+  const std::string partner = m_names.partner.incoming;
+  APPLIST_LOGF(DLOG_INFO, "%s is %s", partner.c_str(), state ? "there" : "gone");
   m_caughtUp.reset();
-  m_waiting.clear();
-  if (before) {
-    APPLIST_LOGF(DLOG_INFO, "%s is gone", partner.c_str());
-    Guard("HandleConnectionReady", [&] { m_upcalls.connectionReady(false, partner); });
-  }
-  if (!now.empty() && !alive.expired()) {
-    APPLIST_LOGF(DLOG_INFO, "%s is there, as %s", partner.c_str(), now.c_str());
-    Guard("HandleConnectionReady", [&] { m_upcalls.connectionReady(true, partner); });
-  }
+  Guard("HandleConnectionReady", [&] { m_upcalls.connectionReady(state, partner); });
+  return !alive.expired();
 }
 
 // What comes in
@@ -363,43 +410,52 @@ void DbusLink::UpdateConnected() {
 void DbusLink::TakeNotification(sd_bus_message* message) {
   if (!IsFrom(message, m_partner)) {
     LogUnheard(message, "it does not own the partner's name");
-    return;
+  } else if (sd_bus_message_has_signature(message, "ay") <= 0) {
+    LogUnheard(message, "it is not one array of bytes");
+  } else {
+    Queue(message);
   }
-  std::vector<char> frame;
-  const int r = applist::ReadFrame(message, frame);
-  if (r < 0) {
-    LogUnheard(message, std::strerror(-r));
-  } else if (!m_calls.IsHung() && m_waiting.empty()) {
-    Deliver(frame);
-  } else if (m_waiting.size() < kMostWaiting) {
-    m_waiting.push_back(std::move(frame));
+}
+
+// Keeps a notification until it is time for it; and a ping of the same sender, whose answer says
+// that what came before it has been handled.
+void DbusLink::Queue(sd_bus_message* message) {
+  if (m_waiting.size() < kMostWaiting) {
+    m_waiting.emplace_back(sd_bus_message_ref(message));
+    DeliverLater();
+  } else if (!m_calls.IsHung()) {
+    m_waiting.emplace_back(sd_bus_message_ref(message));
+    DeliverFirst();
   } else {
     LogUnheard(message, "too many wait already");
   }
 }
 
-// Returns whether the link is still there afterwards.
-bool DbusLink::Deliver(const std::vector<char>& frame) {
-  const std::weak_ptr<bool> alive = m_alive;
-  const unsigned hangs = m_calls.Hangs();
-  std::vector<char> buffer = frame;
-  Guard("HandleNotification", [&] { m_upcalls.notification(buffer); });
-  if (alive.expired()) {
-    return false;
+void DbusLink::DeliverLater() {
+  if (!m_waiting.empty() && !m_calls.IsHung()) {
+    sd_event_source_set_enabled(m_idle.get(), SD_EVENT_ONESHOT);
   }
-  if (m_calls.Hangs() != hangs) {
-    m_waiting.push_front(frame);
-  }
-  return true;
 }
 
-void DbusLink::DeliverWaiting() {
-  while (!m_waiting.empty() && !m_calls.IsHung()) {
-    const std::vector<char> frame = std::move(m_waiting.front());
-    m_waiting.pop_front();
-    if (!Deliver(frame)) {
-      return;
-    }
+void DbusLink::DeliverFirst() {
+  MessagePtr message = std::move(m_waiting.front());
+  m_waiting.pop_front();
+  if (sd_bus_message_is_signal(message.get(), nullptr, nullptr) <= 0) {
+    sd_bus_reply_method_return(message.get(), nullptr);
+    return;
+  }
+  std::vector<char> frame;
+  const int r = applist::ReadFrame(message.get(), frame);
+  if (r < 0) {
+    LogUnheard(message.get(), std::strerror(-r));
+    return;
+  }
+  const std::weak_ptr<bool> alive = m_alive;
+  const unsigned hangs = m_calls.Hangs();
+  Guard("HandleNotification", [&] { m_upcalls.notification(frame); });
+  if (!alive.expired() && m_calls.Hangs() != hangs) {
+    sd_bus_message_rewind(message.get(), 1);
+    m_waiting.push_front(std::move(message));
   }
 }
 
@@ -419,7 +475,7 @@ void DbusLink::TendCalls() {
       close(watched);
     }
   }
-  DeliverWaiting();
+  DeliverLater();
 }
 
 void DbusLink::LogUnheard(sd_bus_message* message, const char* what) {
@@ -431,9 +487,9 @@ void DbusLink::LogUnheard(sd_bus_message* message, const char* what) {
 }
 
 // Answers with a D-Bus error of the link's own.
-int DbusLink::Refuse(sd_bus_message* call, const std::string& error, const char* sentence) {
+int DbusLink::Refuse(sd_bus_message* call, const char* error, const char* sentence) {
   APPLIST_LOGF(DLOG_WARN, "Refused a message: %s", sentence);
-  return sd_bus_reply_method_errorf(call, error.c_str(), "%s", sentence);
+  return sd_bus_reply_method_errorf(call, error, "%s", sentence);
 }
 
 int DbusLink::AnswerCall(sd_bus_message* call) {
@@ -445,7 +501,7 @@ int DbusLink::AnswerCall(sd_bus_message* call) {
   try {
     return Reply(call, TakeMessage(call));
   } catch (const LinkRefusal& refusal) {
-    return Refuse(call, refusal.ErrorName(), refusal.what());
+    return Refuse(call, refusal.ErrorName().c_str(), refusal.what());
   } catch (const std::exception& e) {
     return Refuse(call, "org.javamw.Link1.Error.Failed", e.what());
   } catch (...) {
@@ -489,93 +545,109 @@ int DbusLink::Reply(sd_bus_message* call, const std::vector<char>& reply) {
 // Callbacks. A negative result would make the D-Bus library give up on the connection or the event
 // loop on the source, so each returns one only on purpose.
 
-int DbusLink::OnWake(sd_event_source* /*source*/, int fd, uint32_t /*events*/, void* link) {
-  eventfd_t count = 0;
-  eventfd_read(fd, &count);
-  static_cast<DbusLink*>(link)->TendCalls();
-  return 0;
-}
-
-int DbusLink::OnTend(sd_event_source* /*source*/, int /*fd*/, uint32_t /*events*/, void* link) {
-  static_cast<DbusLink*>(link)->TendCalls();
-  return 0;
-}
-
-int DbusLink::OnTimer(sd_event_source* /*source*/, uint64_t /*now*/, void* link) {
-  DbusLink* self = static_cast<DbusLink*>(link);
-  self->m_delay = std::min(2 * self->m_delay, kLongestDelay);
-  self->Start();
-  return 0;
-}
-
-int DbusLink::OnHello(sd_bus_message* message, void* link, sd_bus_error* /*error*/) {
+int DbusLink::OnHello(sd_bus_message* message) {
   if (IsFrom(message, kLocal)) {
-    static_cast<DbusLink*>(link)->Follow();
+    Follow();
   }
   return 0;
 }
 
-int DbusLink::OnLost(sd_bus_message* message, void* link, sd_bus_error* /*error*/) {
+int DbusLink::OnLost(sd_bus_message* message) {
   if (IsFrom(message, kLocal)) {
-    static_cast<DbusLink*>(link)->Lose("the connection was closed");
+    Lose("the connection was closed");
   }
   return 0;
 }
 
 // A call with the wrong arguments is answered here: the object would say the same with an error
 // that is not the link's own.
-int DbusLink::OnIncoming(sd_bus_message* message, void* link, sd_bus_error* /*error*/) {
-  DbusLink* self = static_cast<DbusLink*>(link);
-  if (!Is(sd_bus_message_get_path(message), self->m_names.objectPath)) {
+int DbusLink::OnIncoming(sd_bus_message* message) {
+  if (!Is(sd_bus_message_get_path(message), m_names.objectPath)) {
     return 0;
   }
   if (sd_bus_message_is_signal(message, applist::kLinkInterface, "Notify") > 0) {
-    self->TakeNotification(message);
+    TakeNotification(message);
+    return 1;
+  }
+  if (sd_bus_message_is_method_call(message, "org.freedesktop.DBus.Peer", "Ping") > 0 &&
+      IsFrom(message, m_partner)) {
+    Queue(message);
     return 1;
   }
   if (sd_bus_message_is_method_call(message, applist::kLinkInterface, "Send") > 0 &&
       sd_bus_message_has_signature(message, "ay") <= 0) {
-    return self->AnswerCall(message);
+    return AnswerCall(message);
   }
   return 0;
 }
 
-int DbusLink::OnOwnerChanged(sd_bus_message* message, void* link, sd_bus_error* /*error*/) {
+int DbusLink::OnOwnerChanged(sd_bus_message* message) {
   const char* name = nullptr;
   const char* before = nullptr;
   const char* after = nullptr;
   if (IsFrom(message, kBusName) &&
       sd_bus_message_read(message, "sss", &name, &before, &after) >= 0) {
-    static_cast<DbusLink*>(link)->TakeOwner(name, after);
+    TakeOwner(name, after);
   }
   return 0;
 }
 
-int DbusLink::OnPartner(sd_bus_message* message, void* link, sd_bus_error* /*error*/) {
-  DbusLink* self = static_cast<DbusLink*>(link);
-  self->TakeOwner(self->m_names.partner.incoming, applist::ReadOwner(message));
+int DbusLink::OnPartner(sd_bus_message* answer) {
+  TakeOwner(m_names.partner.incoming, applist::ReadOwner(answer));
   return 0;
 }
 
-int DbusLink::OnPartnerCalls(sd_bus_message* message, void* link, sd_bus_error* /*error*/) {
-  DbusLink* self = static_cast<DbusLink*>(link);
-  self->TakeOwner(self->m_names.partner.calls, applist::ReadOwner(message));
+int DbusLink::OnPartnerCalls(sd_bus_message* answer) {
+  TakeOwner(m_names.partner.calls, applist::ReadOwner(answer));
   return 0;
 }
 
-int DbusLink::OnNameAnswer(sd_bus_message* message, void* link, sd_bus_error* /*error*/) {
-  static_cast<DbusLink*>(link)->TakeNameAnswer(message);
-  return 0;
-}
-
-int DbusLink::OnCaughtUp(sd_bus_message* message, void* link, sd_bus_error* /*error*/) {
-  if (sd_bus_message_is_method_error(message, nullptr) <= 0) {
-    const std::function<void()> then = static_cast<DbusLink*>(link)->m_whenCaughtUp;
+int DbusLink::OnCaughtUp(sd_bus_message* answer) {
+  if (sd_bus_message_is_method_error(answer, nullptr) <= 0) {
+    const std::function<void()> then = m_whenCaughtUp;
     Guard("The handler of a partner that has caught up", then);
   }
   return 0;
 }
 
-int DbusLink::OnSend(sd_bus_message* message, void* link, sd_bus_error* /*error*/) {
-  return static_cast<DbusLink*>(link)->AnswerCall(message);
+int DbusLink::OnWake(sd_event_source* /*source*/, int fd, uint32_t /*events*/, void* link) {
+  DbusLink* self = static_cast<DbusLink*>(link);
+  eventfd_t count = 0;
+  eventfd_read(fd, &count);
+  return self->Safely([self] {
+    self->TendCalls();
+    return 0;
+  });
+}
+
+int DbusLink::OnTend(sd_event_source* /*source*/, int /*fd*/, uint32_t /*events*/, void* link) {
+  DbusLink* self = static_cast<DbusLink*>(link);
+  return self->Safely([self] {
+    self->TendCalls();
+    return 0;
+  });
+}
+
+// One at a time: what is delivered may take long, and more may have come in meanwhile.
+int DbusLink::OnIdle(sd_event_source* /*source*/, void* link) {
+  DbusLink* self = static_cast<DbusLink*>(link);
+  return self->Safely([self] {
+    const std::weak_ptr<bool> alive = self->m_alive;
+    if (!self->m_waiting.empty() && !self->m_calls.IsHung()) {
+      self->DeliverFirst();
+    }
+    if (!alive.expired()) {
+      self->DeliverLater();
+    }
+    return 0;
+  });
+}
+
+int DbusLink::OnTimer(sd_event_source* /*source*/, uint64_t /*now*/, void* link) {
+  DbusLink* self = static_cast<DbusLink*>(link);
+  return self->Safely([self] {
+    self->m_delay = std::min(2 * self->m_delay, kLongestDelay);
+    self->Start();
+    return 0;
+  });
 }

@@ -5,6 +5,7 @@
 #ifndef APPLIST_DBUS_DBUSLINK_H
 #define APPLIST_DBUS_DBUSLINK_H
 
+#include <atomic>
 #include <chrono>
 #include <deque>
 #include <functional>
@@ -36,8 +37,12 @@ struct sd_event_source;
 // The order in `following` is what loses no message: our own name is asked for last, so that
 // whoever sees it appear is known to us before it can send us anything.
 //
-// A partner that hangs (CallConnection) is not asked anything in vain: notifications wait until it
-// answers again, and one in whose handling a call timed out is then delivered once more.
+// A notification is delivered when everything that has come in is read: so one whose sender is gone
+// by then is not heard, and nobody asks a successor what it meant. A partner that hangs
+// (CallConnection) is not asked in vain either: notifications wait until it answers again, and one
+// in whose handling a call timed out is then delivered once more. A ping of the partner's incoming
+// connection takes its place among them. One of its connection for calls asks only whether we hang,
+// and is answered at once: otherwise two ends could wait for each other.
 //
 // Construct, run the loop and destroy on one thread; Send from any. Upcalls come from the loop
 // only, and may destroy the link.
@@ -91,6 +96,7 @@ class DbusLink {
   const applist::LinkNames& Names() const { return m_names; }
 
  private:
+  void AddSources();
   void Start();
   void StartAfter(std::chrono::milliseconds delay);
   void Wake();
@@ -98,34 +104,41 @@ class DbusLink {
   void Follow();
   void AskForOwner(const std::string& name, sd_bus_message_handler_t onAnswer);
   void AskForOwnName();
-  void TakeNameAnswer(sd_bus_message* answer);
   void WaitForName(const std::string& name);
   void TakeOwner(const std::string& name, const std::string& owner);
   void TakePartnerCalls(const std::string& owner);
   void LogUnheard(sd_bus_message* message, const char* what);
   void UpdateConnected();
+  bool TellConnected(bool state);
   void Lose(const char* cause);
   void TakeNotification(sd_bus_message* message);
-  bool Deliver(const std::vector<char>& frame);
-  void DeliverWaiting();
+  void Queue(sd_bus_message* message);
+  void DeliverFirst();
+  void DeliverLater();
   void TendCalls();
   int AnswerCall(sd_bus_message* call);
   std::vector<char> TakeMessage(sd_bus_message* call);
   static int Reply(sd_bus_message* call, const std::vector<char>& reply);
-  static int Refuse(sd_bus_message* call, const std::string& error, const char* sentence);
+  static int Refuse(sd_bus_message* call, const char* error, const char* sentence);
 
+  // Handlers of the D-Bus library, which get there through Callback.
+  int OnHello(sd_bus_message* message);
+  int OnLost(sd_bus_message* message);
+  int OnIncoming(sd_bus_message* message);
+  int OnOwnerChanged(sd_bus_message* message);
+  int OnPartner(sd_bus_message* answer);
+  int OnPartnerCalls(sd_bus_message* answer);
+  int OnNameAnswer(sd_bus_message* answer);
+  int OnCaughtUp(sd_bus_message* answer);
+
+  template <class Body>
+  int Safely(Body body);
+  template <int (DbusLink::*Handler)(sd_bus_message*)>
+  static int Callback(sd_bus_message* message, void* link, sd_bus_error* error);
   static int OnTend(sd_event_source* source, int fd, uint32_t events, void* link);
+  static int OnIdle(sd_event_source* source, void* link);
   static int OnWake(sd_event_source* source, int fd, uint32_t events, void* link);
   static int OnTimer(sd_event_source* source, uint64_t now, void* link);
-  static int OnHello(sd_bus_message* message, void* link, sd_bus_error* error);
-  static int OnLost(sd_bus_message* message, void* link, sd_bus_error* error);
-  static int OnIncoming(sd_bus_message* message, void* link, sd_bus_error* error);
-  static int OnOwnerChanged(sd_bus_message* message, void* link, sd_bus_error* error);
-  static int OnPartner(sd_bus_message* message, void* link, sd_bus_error* error);
-  static int OnPartnerCalls(sd_bus_message* message, void* link, sd_bus_error* error);
-  static int OnNameAnswer(sd_bus_message* message, void* link, sd_bus_error* error);
-  static int OnCaughtUp(sd_bus_message* message, void* link, sd_bus_error* error);
-  static int OnSend(sd_bus_message* message, void* link, sd_bus_error* error);
 
   struct EventUnref {
     void operator()(sd_event* event) const;
@@ -146,6 +159,7 @@ class DbusLink {
   std::unique_ptr<sd_event_source, SourceUnref> m_wake;
   std::unique_ptr<sd_event_source, SourceUnref> m_timer;
   std::unique_ptr<sd_event_source, SourceUnref> m_tending;
+  std::unique_ptr<sd_event_source, SourceUnref> m_idle;
   std::chrono::milliseconds m_delay;
   bool m_outage = false;
 
@@ -153,6 +167,8 @@ class DbusLink {
   applist::BusPtr m_bus;
   applist::SlotPtr m_caughtUp;
   bool m_ownsName = false;
+  // Whether this end works locally, because another process has its name.
+  std::atomic<bool> m_replaced = false;
   // The unique names that own the partner's two names, empty where nobody does.
   std::string m_partner;
   std::string m_partnerCalls;
@@ -160,8 +176,8 @@ class DbusLink {
   std::string m_lastPartnerCalls;
   // The partner that the upcall last named as ready, empty when not connected.
   std::string m_connectedTo;
-  // Notifications of that partner that wait for it to answer again.
-  std::deque<std::vector<char>> m_waiting;
+  // Notifications and pings of the partner that are not worked off yet.
+  std::deque<applist::MessagePtr> m_waiting;
   // Whose message was last not heard, so that the log says it once.
   std::string m_unheard;
 };
