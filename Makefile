@@ -1,7 +1,8 @@
 # SPDX-FileCopyrightText: 2026 The AppList authors
 # SPDX-License-Identifier: MIT
 #
-#   make test      build, and all tests
+#   make run       the whole job on a private bus, with this machine's applications
+#   make test      build, and run all tests
 #   make build     build everything
 #   make check     what else must be quiet: clang, sanitizers, clang-tidy, clang-format
 #   make coverage  line and branch coverage of src/
@@ -10,7 +11,7 @@
 
 SOURCES = git ls-files -z '*.h' '*.cpp'
 
-.PHONY: build test check coverage format clean
+.PHONY: build test run check coverage format clean
 
 build:
 	packaging/install build test
@@ -19,6 +20,14 @@ build:
 
 test: build
 	ctest --preset dev
+
+
+run:
+	packaging/install build run
+	cmake --preset release
+	cmake --build --preset release
+	build/release/apps/walk-through/applist-walk-through \
+	  build/release/apps/applistd/applistd apps/walk-through/samples
 
 check: check-format check-clang check-tidy check-asan check-tsan
 
@@ -35,7 +44,7 @@ check-clang check-asan check-tsan: check-%: check-packages
 	ctest --preset $*
 
 check-tidy: check-clang
-	run-clang-tidy -quiet -p build/clang '$(CURDIR)/(src|platform|tests)/'
+	run-clang-tidy -quiet -p build/clang '$(CURDIR)/(src|platform|remote|apps|tests)/'
 
 # Branches that only an exception out of the standard library takes are not counted.
 coverage: check-packages

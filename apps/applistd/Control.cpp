@@ -1,0 +1,172 @@
+// SPDX-FileCopyrightText: 2026 The AppList authors
+// SPDX-License-Identifier: MIT
+#include "Control.h"
+
+#include <exception>
+#include <optional>
+
+#include "BusText.h"
+#include "common/Log.h"
+#include "dbus/DbusLink.h"
+
+using applist::ToBusText;
+
+namespace {
+
+constexpr const char* kInterface = "org.javamw.Applist.Control1";
+
+const char* PropertyOf(LocalAppListModel::Change change) {
+  switch (change) {
+    case LocalAppListModel::Change::Items:
+      return "Items";
+    case LocalAppListModel::Change::Selection:
+      return "Selection";
+    case LocalAppListModel::Change::Click:
+      return "LastClicked";
+    case LocalAppListModel::Change::Connection:
+      break;
+  }
+  return "Connected";
+}
+
+std::string IdOf(std::optional<RemoteAppListItem> item) {
+  return item ? item->GetUnigueId() : std::string();
+}
+
+// Runs the body of a callback of the D-Bus library, through which nothing may be thrown.
+template <class Body>
+int Guarded(sd_bus_error* error, Body body) {
+  try {
+    return body();
+  } catch (const std::exception& e) {
+    return sd_bus_error_set(error, SD_BUS_ERROR_FAILED, e.what());
+  }
+}
+
+int AppendText(sd_bus_message* reply, const std::string& bytes) {
+  return sd_bus_message_append(reply, "s", ToBusText(bytes).c_str());
+}
+
+// Has the model do something with the item that `call` names.
+template <class Action>
+int OnItem(sd_bus_message* call, sd_bus_error* error, Action action) {
+  return Guarded(error, [&] {
+    const char* text = nullptr;
+    const int r = sd_bus_message_read(call, "s", &text);
+    if (r < 0) {
+      return r;
+    }
+    const std::optional<std::string> id = applist::FromBusText(text);
+    if (!id) {
+      return sd_bus_reply_method_errorf(
+          call, SD_BUS_ERROR_INVALID_ARGS,
+          "'%s' is no identifier: a backslash is written \\\\, any other byte \\xNN", text);
+    }
+    if (!action(*id)) {
+      return sd_bus_reply_method_errorf(call, "org.javamw.Applist.Control1.Error.NotInList",
+                                        "The list has no item '%s'", text);
+    }
+    return sd_bus_reply_method_return(call, nullptr);
+  });
+}
+
+}  // namespace
+
+Control::Control(LocalAppListModel& model) : m_model(model) {
+  m_model.Observe([this](LocalAppListModel::Change change) { Announce(change); });
+  m_model.Link().OnConnection([this](sd_bus* bus) { AddTo(bus); });
+}
+
+Control::~Control() {
+  m_model.Observe(nullptr);
+  m_model.Link().OnConnection(nullptr);
+}
+
+void Control::AddTo(sd_bus* bus) {
+  // A list can be long: that it changed is announced, its items are there to be asked for.
+  static const sd_bus_vtable kVtable[] = {
+      SD_BUS_VTABLE_START(0),
+      SD_BUS_PROPERTY("Items", "a(ss)", GetItems, 0, SD_BUS_VTABLE_PROPERTY_EMITS_INVALIDATION),
+      SD_BUS_PROPERTY("Selection", "s", GetSelection, 0, SD_BUS_VTABLE_PROPERTY_EMITS_CHANGE),
+      SD_BUS_PROPERTY("LastClicked", "s", GetLastClicked, 0, SD_BUS_VTABLE_PROPERTY_EMITS_CHANGE),
+      SD_BUS_PROPERTY("Connected", "b", GetConnected, 0, SD_BUS_VTABLE_PROPERTY_EMITS_CHANGE),
+      SD_BUS_METHOD_WITH_ARGS("Select", SD_BUS_ARGS("s", id), SD_BUS_NO_RESULT, OnSelect,
+                              SD_BUS_VTABLE_UNPRIVILEGED),
+      SD_BUS_METHOD_WITH_ARGS("Click", SD_BUS_ARGS("s", id), SD_BUS_NO_RESULT, OnClick,
+                              SD_BUS_VTABLE_UNPRIVILEGED),
+      SD_BUS_VTABLE_END};
+  m_slot.reset();
+  m_bus.reset(sd_bus_ref(bus));
+  sd_bus_slot* slot = nullptr;
+  const int r = sd_bus_add_object_vtable(bus, &slot, m_model.Link().Names().objectPath.c_str(),
+                                         kInterface, kVtable, this);
+  m_slot.reset(slot);
+  if (r < 0) {
+    APPLIST_LOGF(DLOG_ERROR, "No control interface: %s", applist::BusError().Text(r).c_str());
+  }
+}
+
+// The announcement of a new user interface drops the list without a change of its own.
+void Control::Announce(LocalAppListModel::Change change) {
+  const char* path = m_model.Link().Names().objectPath.c_str();
+  if (sd_bus_is_ready(m_bus.get()) <= 0) {
+    return;
+  }
+  if (change == LocalAppListModel::Change::Connection) {
+    sd_bus_emit_properties_changed(m_bus.get(), path, kInterface, "Connected", "Items", "Selection",
+                                   nullptr);
+  } else {
+    sd_bus_emit_properties_changed(m_bus.get(), path, kInterface, PropertyOf(change), nullptr);
+  }
+}
+
+int Control::GetItems(sd_bus* /*bus*/, const char* /*path*/, const char* /*interface*/,
+                      const char* /*property*/, sd_bus_message* reply, void* control,
+                      sd_bus_error* error) {
+  return Guarded(error, [&] {
+    int r = sd_bus_message_open_container(reply, 'a', "(ss)");
+    for (RemoteAppListItem item : static_cast<Control*>(control)->m_model.Items()) {
+      if (r < 0) {
+        return r;
+      }
+      r = sd_bus_message_append(reply, "(ss)", ToBusText(item.GetUnigueId()).c_str(),
+                                ToBusText(item.GetVisibleName()).c_str());
+    }
+    return r < 0 ? r : sd_bus_message_close_container(reply);
+  });
+}
+
+int Control::GetSelection(sd_bus* /*bus*/, const char* /*path*/, const char* /*interface*/,
+                          const char* /*property*/, sd_bus_message* reply, void* control,
+                          sd_bus_error* error) {
+  return Guarded(error, [&] {
+    return AppendText(reply, IdOf(static_cast<Control*>(control)->m_model.Selection()));
+  });
+}
+
+int Control::GetLastClicked(sd_bus* /*bus*/, const char* /*path*/, const char* /*interface*/,
+                            const char* /*property*/, sd_bus_message* reply, void* control,
+                            sd_bus_error* error) {
+  return Guarded(error, [&] {
+    return AppendText(reply, IdOf(static_cast<Control*>(control)->m_model.LastClicked()));
+  });
+}
+
+int Control::GetConnected(sd_bus* /*bus*/, const char* /*path*/, const char* /*interface*/,
+                          const char* /*property*/, sd_bus_message* reply, void* control,
+                          sd_bus_error* /*error*/) {
+  const int connected = static_cast<Control*>(control)->m_model.IsConnected() ? 1 : 0;
+  return sd_bus_message_append(reply, "b", connected);
+}
+
+int Control::OnSelect(sd_bus_message* call, void* control, sd_bus_error* error) {
+  return OnItem(call, error, [&](const std::string& id) {
+    return static_cast<Control*>(control)->m_model.Select(id);
+  });
+}
+
+int Control::OnClick(sd_bus_message* call, void* control, sd_bus_error* error) {
+  return OnItem(call, error, [&](const std::string& id) {
+    return static_cast<Control*>(control)->m_model.Click(id);
+  });
+}

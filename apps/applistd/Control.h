@@ -1,0 +1,50 @@
+// SPDX-FileCopyrightText: 2026 The AppList authors
+// SPDX-License-Identifier: MIT
+//
+// The daemon's control interface: what it holds, and how any D-Bus tool selects and clicks there.
+#ifndef APPLIST_APPLISTD_CONTROL_H
+#define APPLIST_APPLISTD_CONTROL_H
+
+#include <string>
+
+#include "LocalAppListModel.h"
+#include "dbus/BusConnection.h"
+
+// org.javamw.Applist.Control1, at the path of the link, on the connection that owns the name of the
+// remote side. docs/protocol.md describes it. Lives on the thread of the model, which must outlive
+// it.
+class Control {
+ public:
+  explicit Control(LocalAppListModel& model);
+  ~Control();
+  Control(const Control&) = delete;
+  Control& operator=(const Control&) = delete;
+
+ private:
+  void AddTo(sd_bus* bus);
+  void Announce(LocalAppListModel::Change change);
+
+  static int GetItems(sd_bus* bus, const char* path, const char* interface, const char* property,
+                      sd_bus_message* reply, void* control, sd_bus_error* error);
+  static int GetSelection(sd_bus* bus, const char* path, const char* interface,
+                          const char* property, sd_bus_message* reply, void* control,
+                          sd_bus_error* error);
+  static int GetLastClicked(sd_bus* bus, const char* path, const char* interface,
+                            const char* property, sd_bus_message* reply, void* control,
+                            sd_bus_error* error);
+  static int GetConnected(sd_bus* bus, const char* path, const char* interface,
+                          const char* property, sd_bus_message* reply, void* control,
+                          sd_bus_error* error);
+  static int OnSelect(sd_bus_message* call, void* control, sd_bus_error* error);
+  static int OnClick(sd_bus_message* call, void* control, sd_bus_error* error);
+
+  LocalAppListModel& m_model;
+  // Not closed here: the connection is the link's.
+  struct Unref {
+    void operator()(sd_bus* bus) const { sd_bus_unref(bus); }
+  };
+  std::unique_ptr<sd_bus, Unref> m_bus;
+  applist::SlotPtr m_slot;
+};
+
+#endif

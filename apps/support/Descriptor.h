@@ -1,0 +1,35 @@
+// SPDX-FileCopyrightText: 2026 The AppList authors
+// SPDX-License-Identifier: MIT
+//
+// A file descriptor that is closed with its object.
+#ifndef APPLIST_SUPPORT_DESCRIPTOR_H
+#define APPLIST_SUPPORT_DESCRIPTOR_H
+
+#include <unistd.h>
+
+#include <utility>
+
+namespace applist {
+
+class Descriptor {
+ public:
+  explicit Descriptor(int fd = -1) : m_fd(fd) {}
+  ~Descriptor() { Close(); }
+  Descriptor(Descriptor&& other) noexcept : m_fd(std::exchange(other.m_fd, -1)) {}
+  Descriptor& operator=(Descriptor&&) = delete;
+
+  int Get() const { return m_fd; }
+
+  void Close() {
+    if (m_fd >= 0) {
+      close(std::exchange(m_fd, -1));
+    }
+  }
+
+ private:
+  int m_fd;
+};
+
+}  // namespace applist
+
+#endif
