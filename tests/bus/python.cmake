@@ -1,0 +1,26 @@
+# SPDX-FileCopyrightText: 2026 The AppList authors
+# SPDX-License-Identifier: MIT
+#
+# The protocol, from the outside: programs in Python that were written from docs/protocol.md, each
+# against the real program at the other end. In the system's Python, which has Debian's dbus_next.
+find_program(APPLIST_PYTHON python3 PATHS /usr/bin NO_DEFAULT_PATH REQUIRED
+  DOC "Python with dbus_next, for the tests of the protocol")
+
+applist_program(model-driver ModelDriver.cpp)
+target_link_libraries(model-driver PRIVATE applist-platform)
+
+# python_test(NAME TARGET... ): tests/bus/NAME.py, which is told where the given programs are.
+function(python_test name)
+  set(programs)
+  foreach(target IN LISTS ARGN)
+    list(APPEND programs ${target}=$<TARGET_FILE:${target}>)
+  endforeach()
+  # -B: the source folder stays as it is.
+  add_test(NAME bus.${name}
+    COMMAND ${APPLIST_PYTHON} -B ${CMAKE_CURRENT_SOURCE_DIR}/${name}.py ${programs})
+  set_tests_properties(bus.${name} PROPERTIES TIMEOUT 600 LABELS bus)
+endfunction()
+
+python_test(protocol_page_test applistd model-driver)
+python_test(remote_peer_test model-driver)
+python_test(ui_peer_test applistd)
