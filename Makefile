@@ -6,6 +6,7 @@
 #   make build     build everything
 #   make check     what else must be quiet: clang, sanitizers, clang-tidy, clang-format
 #   make coverage  line and branch coverage of src/
+#   make fuzz      FUZZ_SECONDS (60) of each fuzz target
 #
 # Each installs the packages that it needs.
 
@@ -53,6 +54,23 @@ coverage: check-packages
 	ctest --preset coverage -L unit
 	gcovr --root . --filter src/ --exclude-throw-branches --print-summary \
 	  --fail-under-line 98 --fail-under-branch 90 build/coverage
+
+# What is found is written to build/fuzz/found: it belongs into tests/fuzz/crashes/NAME.
+FUZZ_SECONDS = 60
+FUZZ_TARGETS = item endpoint model remote-side bus-text
+.PHONY: fuzz fuzz-build $(FUZZ_TARGETS:%=fuzz-%)
+fuzz: $(FUZZ_TARGETS:%=fuzz-%)
+
+fuzz-build: check-packages
+	cmake --preset fuzz
+	cmake --build --preset fuzz
+
+$(FUZZ_TARGETS:%=fuzz-%): fuzz-%: fuzz-build
+	mkdir -p build/fuzz/corpus/$* build/fuzz/found
+	cp tests/fuzz/corpus/$*/* build/fuzz/corpus/$*
+	build/fuzz/tests/fuzz/fuzz-$* -max_total_time=$(FUZZ_SECONDS) -print_final_stats=1 \
+	  -timeout=10 -rss_limit_mb=1024 -max_len=4096 -artifact_prefix=build/fuzz/found/$*- \
+	  build/fuzz/corpus/$*
 
 format:
 	$(SOURCES) | xargs -0 clang-format -i

@@ -10,6 +10,9 @@ if(APPLIST_WARNINGS)
   target_compile_options(applist-build INTERFACE
     -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wnon-virtual-dtor -Werror)
 endif()
+if(APPLIST_FUZZ)
+  set(APPLIST_SANITIZE fuzzer-no-link,address,undefined)
+endif()
 if(APPLIST_SANITIZE)
   target_compile_options(applist-build INTERFACE
     -fsanitize=${APPLIST_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
