@@ -111,8 +111,8 @@ TEST_F(EndToEndTest, ASelectionThatIsNotInTheListFallsBackToWhatTheRemoteSideHol
   ExpectBoth({Named({"mail", "maps", "music"}), "maps"});
 }
 
-// What the first daemon said last may not be heard yet when it ends; the second one must not be asked
-// what it meant.
+// What the first daemon said last may not be heard yet when it ends; the second one must not be
+// asked what it meant.
 TEST_F(EndToEndTest, ARestartedDaemonIsFilledAgain) {
   ui->model.SetSelection(ui->Find("maps"));
   StopDaemon();
