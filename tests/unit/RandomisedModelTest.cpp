@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "applist/RemoteAppListModel.h"
+#include "support/PlainItem.h"
 #include "support/Record.h"
 #include "support/RecordingTransport.h"
 #include "support/Seed.h"
@@ -19,43 +20,14 @@
 namespace applist_test {
 namespace {
 
-std::string Encode(const TestItem& item) {
-  std::string encoding;
-  for (const std::string* text : {&item.name, &item.id}) {
-    for (const char byte : *text) {
-      encoding += byte == '\n' ? "\\n" : byte == '\\' ? "\\\\" : std::string(1, byte);
-    }
-    encoding += "\n";
-  }
-  return encoding;
-}
-
-// The text of a field, or nothing when it is malformed.
-std::optional<std::string> Decode(const std::string& field) {
-  std::string text;
-  bool escaped = false;
-  for (const char byte : field) {
-    if (!escaped && byte == '\\') {
-      escaped = true;
-      continue;
-    }
-    if (escaped && byte != 'n' && byte != '\\') {
-      return std::nullopt;
-    }
-    text += escaped && byte == 'n' ? '\n' : byte;
-    escaped = false;
-  }
-  return escaped ? std::nullopt : std::make_optional(text);
+std::string EncodeItem(const TestItem& item) {
+  return Encode(PlainItem{item.name, item.id});
 }
 
 // The identifier of the first item of a reply, or nothing when there is no such item.
 std::optional<std::string> FirstId(const std::string& reply) {
-  const size_t nameEnd = reply.find('\n');
-  const size_t idEnd = nameEnd == std::string::npos ? nameEnd : reply.find('\n', nameEnd + 1);
-  if (idEnd == std::string::npos || !Decode(reply.substr(0, nameEnd))) {
-    return std::nullopt;
-  }
-  return Decode(reply.substr(nameEnd + 1, idEnd - nameEnd - 1));
+  const std::optional<PlainItem> first = DecodeFirst(reply);
+  return first ? std::make_optional(first->id) : std::nullopt;
 }
 
 // What the model should hold and what it should have sent.
@@ -135,7 +107,7 @@ class Reckoning {
   std::vector<int> calls;  // The events that listeners heard.
 
  private:
-  static std::string Encode(const TestItem& item) { return applist_test::Encode(item); }
+  static std::string Encode(const TestItem& item) { return EncodeItem(item); }
   static std::string Encode(const std::vector<TestItem*>& items) {
     std::string encoding;
     for (const TestItem* const item : items) {
@@ -199,7 +171,7 @@ class RandomisedModel : public ::testing::Test {
   std::string AnyReply() {
     std::string bytes;
     for (size_t count = Below(4); count > 0; --count) {
-      bytes += Encode(*AnyItem());
+      bytes += EncodeItem(*AnyItem());
     }
     switch (Below(6)) {
       case 0:  // Cut short.
