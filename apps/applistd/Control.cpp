@@ -106,7 +106,7 @@ void Control::AddTo(sd_bus* bus) {
   }
 }
 
-// The announcement of a new user interface drops the list without a change of its own.
+// The announcement of a new user interface drops the selection without a change of its own.
 void Control::Announce(LocalAppListModel::Change change) {
   const char* path = m_model.Link().Names().objectPath.c_str();
   if (sd_bus_is_ready(m_bus.get()) <= 0) {

@@ -14,6 +14,7 @@ namespace {
 constexpr const char* kName = "org.javamw.Applist.Local";
 constexpr const char* kPath = "/org/javamw/Applist";
 constexpr const char* kInterface = "org.javamw.Applist.Control1";
+constexpr uint64_t kTimeoutMicroseconds = 5000000;
 
 void Check(int result, const char* what, const BusError& error = BusError()) {
   if (result < 0) {
@@ -77,6 +78,7 @@ ControlClient::ControlClient(const std::string& address) {
   m_bus.reset(bus);
   Check(sd_bus_set_address(bus, address.c_str()), "A bus connection");
   Check(sd_bus_set_bus_client(bus, 1), "A bus connection");
+  Check(sd_bus_set_method_call_timeout(bus, kTimeoutMicroseconds), "A bus connection");
   Check(sd_bus_start(bus), "A bus connection");
 }
 

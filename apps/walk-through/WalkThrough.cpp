@@ -17,7 +17,7 @@ namespace {
 constexpr std::chrono::seconds kDeadline(15);
 constexpr int kMomentMilliseconds = 10;
 
-// Signals that end the walk come from the loop. Blocked before anything is started.
+// Signals that end the walk come from the loop.
 constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP};
 
 std::string Printable(std::string text) {
@@ -31,16 +31,19 @@ std::string Printable(std::string text) {
 
 }  // namespace
 
-WalkThrough::WalkThrough(std::string daemon, std::vector<DesktopApplication> applications)
-    : m_daemonPath(std::move(daemon)),
-      m_applications(std::move(applications)),
-      m_remote(m_bus.Address()) {
+void WalkThrough::BlockEndingSignals() {
   sigset_t ending;
   sigemptyset(&ending);
   for (const int number : kEndingSignals) {
     sigaddset(&ending, number);
   }
   sigprocmask(SIG_BLOCK, &ending, nullptr);
+}
+
+WalkThrough::WalkThrough(std::string daemon, std::vector<DesktopApplication> applications)
+    : m_daemonPath(std::move(daemon)),
+      m_applications(std::move(applications)),
+      m_remote(m_bus.Address()) {
   sd_event* event = nullptr;
   sd_event_default(&event);
   for (const int number : kEndingSignals) {
@@ -109,12 +112,8 @@ std::vector<WalkThrough::Step> WalkThrough::Steps() {
          m_model->AddItemAtEnd(last);
        },
        nullptr},
-      {"select the second",
-       [=] {
-         m_expectedSelection = second;
-         m_model->SetSelection(second);
-       },
-       nullptr},
+      {"select the first", [=] { Select(first); }, nullptr},
+      {"move the selection to the second", [=] { Select(second); }, nullptr},
       {"click it", [=] { m_model->SetClicked(second); },
        [=] { return m_clicksHeard == 1 && lastClicked(second); }},
       {"rename it",
@@ -138,7 +137,7 @@ std::vector<WalkThrough::Step> WalkThrough::Steps() {
          m_expectedSelection = last;
          m_remote.Select(last->GetUnigueId());
        },
-       [this] { return m_selectionsHeard == 1; }},
+       [this] { return m_selectionsHeard >= 1; }},
       {"the remote side clicks it", [=] { m_remote.Click(last->GetUnigueId()); },
        [=] { return m_clicksHeard == 2 && lastClicked(last); }},
       {"the remote side restarts and is filled", [this] { StartDaemon(); },
@@ -153,10 +152,20 @@ std::vector<WalkThrough::Step> WalkThrough::Steps() {
   };
 }
 
+void WalkThrough::Select(DesktopApplication* application) {
+  m_expectedSelection = application;
+  m_model->SetSelection(application);
+}
+
 // Acts, then waits until both sides hold what they should: what the remote side tells the user
 // interface is still under way when an operation returns.
 bool WalkThrough::Play(const Step& step) {
-  step.act();
+  try {
+    step.act();
+  } catch (const std::runtime_error& e) {
+    std::printf("  %s", e.what());
+    return false;
+  }
   const auto deadline = std::chrono::steady_clock::now() + kDeadline;
   Holding remote;
   std::string trouble;

@@ -22,6 +22,10 @@
 // that it starts ends with it. SIGINT, SIGTERM and SIGHUP end the walk between two steps.
 class WalkThrough : private ItemSelectionListener, private ItemClickListener {
  public:
+  // To be called before anything is started, and before the construction: from then on the ending
+  // signals wait for Run.
+  static void BlockEndingSignals();
+
   // `daemon` is the path of applistd. Needs three applications or more.
   WalkThrough(std::string daemon, std::vector<applist::DesktopApplication> applications);
   ~WalkThrough() override;
@@ -52,6 +56,7 @@ class WalkThrough : private ItemSelectionListener, private ItemClickListener {
 
   std::vector<Step> Steps();
   bool Play(const Step& step);
+  void Select(applist::DesktopApplication* application);
   Holding Local();
   Holding Expected();
   bool Settled(const Step& step, Holding& remote, std::string& trouble);

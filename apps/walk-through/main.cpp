@@ -44,6 +44,7 @@ int main(int argc, char** argv) {
   std::setlocale(LC_ALL, "");
   // A reader that goes away must not keep the walk from cleaning up.
   std::signal(SIGPIPE, SIG_IGN);
+  WalkThrough::BlockEndingSignals();
   try {
     return WalkThrough(argv[1], ApplicationsOrSamples(argv[2])).Run();
   } catch (const std::exception& e) {

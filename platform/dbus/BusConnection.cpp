@@ -78,11 +78,14 @@ NameAnswer ReadNameAnswer(sd_bus_message* answer) {
   return static_cast<NameAnswer>(number);
 }
 
-std::string ReadOwner(sd_bus_message* answer) {
+std::optional<std::string> ReadOwner(sd_bus_message* answer) {
   const char* owner = nullptr;
+  if (BusError(answer).Is(SD_BUS_ERROR_NAME_HAS_NO_OWNER)) {
+    return std::string();
+  }
   if (sd_bus_message_is_method_error(answer, nullptr) > 0 ||
       sd_bus_message_read(answer, "s", &owner) < 0) {
-    return std::string();
+    return std::nullopt;
   }
   return owner;
 }
@@ -121,10 +124,14 @@ void LogNameAnswer(sd_bus* bus, const std::string& name, NameAnswer answer, cons
 
 std::string DescribeOwner(sd_bus* bus, const std::string& name) {
   sd_bus_creds* creds = nullptr;
+  uint64_t timeout = 0;
+  sd_bus_get_method_call_timeout(bus, &timeout);
+  sd_bus_set_method_call_timeout(bus, static_cast<uint64_t>(CallTimeout().count()));
   const int r = sd_bus_get_name_creds(
       bus, name.c_str(),
       SD_BUS_CREDS_AUGMENT | SD_BUS_CREDS_PID | SD_BUS_CREDS_COMM | SD_BUS_CREDS_UNIQUE_NAME,
       &creds);
+  sd_bus_set_method_call_timeout(bus, timeout);
   if (r < 0) {
     return std::string();
   }

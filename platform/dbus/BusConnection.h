@@ -9,6 +9,7 @@
 
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace applist {
@@ -76,8 +77,9 @@ constexpr uint32_t kDoNotQueue = 4;
 // The bus's answer to a request for a name.
 NameAnswer ReadNameAnswer(sd_bus_message* answer);
 
-// The bus's answer to the question who owns a name: a unique name, empty for nobody.
-std::string ReadOwner(sd_bus_message* answer);
+// The bus's answer to the question who owns a name: a unique name, empty for nobody. Nothing when
+// the bus did not answer.
+std::optional<std::string> ReadOwner(sd_bus_message* answer);
 
 // Asks the bus for `name`, without queueing and without taking it over, and waits for the answer.
 // `error` is set where the answer is Refused.
@@ -86,8 +88,8 @@ NameAnswer RequestName(sd_bus* bus, const std::string& name, BusError& error);
 // Writes the answer to the log, one line for each kind, with who has the name instead.
 void LogNameAnswer(sd_bus* bus, const std::string& name, NameAnswer answer, const BusError& error);
 
-// Who owns `name`, in words: its process, and its unique name. Empty when nobody does. Asks the bus
-// and waits.
+// Who owns `name`, in words: its process, and its unique name. Empty when nobody does, or the bus
+// does not answer. Asks the bus and waits, for each of its few answers no longer than for a call.
 std::string DescribeOwner(sd_bus* bus, const std::string& name);
 
 }  // namespace applist

@@ -219,8 +219,9 @@ void CallConnection::BeginHang() {
 
 int CallConnection::OnPong(sd_bus_message* /*message*/, void* connection, sd_bus_error* /*error*/) {
   CallConnection* self = static_cast<CallConnection*>(connection);
-  self->m_hung = false;
-  APPLIST_LOGF(DLOG_WARN, "%s does not hang any longer", self->m_names.partner.incoming.c_str());
+  if (self->m_hung.exchange(false)) {
+    APPLIST_LOGF(DLOG_WARN, "%s does not hang any longer", self->m_names.partner.incoming.c_str());
+  }
   return 0;
 }
 

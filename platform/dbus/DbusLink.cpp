@@ -28,6 +28,8 @@ constexpr std::chrono::milliseconds kLongestDelay(5000);
 // How long a bus may take to appear and to answer Hello before a new connection is tried.
 constexpr std::chrono::milliseconds kHelloPatience(2000);
 constexpr size_t kMostWaiting = 10000;
+// How many messages may come in before one that waits gets its turn all the same.
+constexpr int kMostUnidle = 64;
 constexpr std::chrono::seconds kBusTimeout(25);
 // By how many microseconds a timer may be late; with 0, the event loop takes 250000.
 constexpr uint64_t kAccuracy = 1000;
@@ -215,6 +217,7 @@ void DbusLink::Start() {
 }
 
 void DbusLink::StartAfter(std::chrono::milliseconds delay) {
+  m_delay = std::min(2 * m_delay, kLongestDelay);
   sd_event_source* timer = nullptr;
   const uint64_t microseconds = static_cast<uint64_t>(std::chrono::microseconds(delay).count());
   const int r = sd_event_add_time_relative(m_event.get(), &timer, CLOCK_MONOTONIC, microseconds,
@@ -274,7 +277,6 @@ void DbusLink::Lose(const char* cause) {
   m_partnerCalls.clear();
   m_waiting.clear();
   StartAfter(m_delay);
-  m_delay = std::min(2 * m_delay, kLongestDelay);
   UpdateConnected();
 }
 
@@ -349,6 +351,15 @@ void DbusLink::WaitForName(const std::string& name) {
   }
 }
 
+void DbusLink::TakeOwnerAnswer(const std::string& name, sd_bus_message* answer) {
+  const std::optional<std::string> owner = applist::ReadOwner(answer);
+  if (owner) {
+    TakeOwner(name, *owner);
+  } else {
+    Lose("it does not say who owns a name");
+  }
+}
+
 void DbusLink::TakeOwner(const std::string& name, const std::string& owner) {
   if (name == m_names.partner.calls) {
     TakePartnerCalls(owner);
@@ -360,8 +371,10 @@ void DbusLink::TakeOwner(const std::string& name, const std::string& owner) {
     }
     m_partner = owner;
     UpdateConnected();
-  } else if (owner.empty() && !m_ownsName) {
-    AskForOwnName();
+  } else if (name == m_names.own.incoming || name == m_names.own.calls) {
+    if (owner.empty() && !m_ownsName) {
+      AskForOwnName();
+    }
   }
 }
 
@@ -562,6 +575,9 @@ int DbusLink::OnLost(sd_bus_message* message) {
 // A call with the wrong arguments is answered here: the object would say the same with an error
 // that is not the link's own.
 int DbusLink::OnIncoming(sd_bus_message* message) {
+  if (++m_unidle == kMostUnidle) {
+    sd_event_source_set_priority(m_idle.get(), SD_EVENT_PRIORITY_NORMAL - 1);
+  }
   if (!Is(sd_bus_message_get_path(message), m_names.objectPath)) {
     return 0;
   }
@@ -593,20 +609,19 @@ int DbusLink::OnOwnerChanged(sd_bus_message* message) {
 }
 
 int DbusLink::OnPartner(sd_bus_message* answer) {
-  TakeOwner(m_names.partner.incoming, applist::ReadOwner(answer));
+  TakeOwnerAnswer(m_names.partner.incoming, answer);
   return 0;
 }
 
 int DbusLink::OnPartnerCalls(sd_bus_message* answer) {
-  TakeOwner(m_names.partner.calls, applist::ReadOwner(answer));
+  TakeOwnerAnswer(m_names.partner.calls, answer);
   return 0;
 }
 
-int DbusLink::OnCaughtUp(sd_bus_message* answer) {
-  if (sd_bus_message_is_method_error(answer, nullptr) <= 0) {
-    const std::function<void()> then = m_whenCaughtUp;
-    Guard("The handler of a partner that has caught up", then);
-  }
+// An error is an answer as well: it comes in the same order.
+int DbusLink::OnCaughtUp(sd_bus_message* /*answer*/) {
+  const std::function<void()> then = m_whenCaughtUp;
+  Guard("The handler of a partner that has caught up", then);
   return 0;
 }
 
@@ -633,6 +648,8 @@ int DbusLink::OnIdle(sd_event_source* /*source*/, void* link) {
   DbusLink* self = static_cast<DbusLink*>(link);
   return self->Safely([self] {
     const std::weak_ptr<bool> alive = self->m_alive;
+    self->m_unidle = 0;
+    sd_event_source_set_priority(self->m_idle.get(), SD_EVENT_PRIORITY_NORMAL + 1);
     if (!self->m_waiting.empty() && !self->m_calls.IsHung()) {
       self->DeliverFirst();
     }
@@ -646,7 +663,6 @@ int DbusLink::OnIdle(sd_event_source* /*source*/, void* link) {
 int DbusLink::OnTimer(sd_event_source* /*source*/, uint64_t /*now*/, void* link) {
   DbusLink* self = static_cast<DbusLink*>(link);
   return self->Safely([self] {
-    self->m_delay = std::min(2 * self->m_delay, kLongestDelay);
     self->Start();
     return 0;
   });

@@ -106,6 +106,7 @@ class DbusLink {
   void AskForOwnName();
   void WaitForName(const std::string& name);
   void TakeOwner(const std::string& name, const std::string& owner);
+  void TakeOwnerAnswer(const std::string& name, sd_bus_message* answer);
   void TakePartnerCalls(const std::string& owner);
   void LogUnheard(sd_bus_message* message, const char* what);
   void UpdateConnected();
@@ -178,6 +179,8 @@ class DbusLink {
   std::string m_connectedTo;
   // Notifications and pings of the partner that are not worked off yet.
   std::deque<applist::MessagePtr> m_waiting;
+  // How many messages have come in since one was delivered.
+  int m_unidle = 0;
   // Whose message was last not heard, so that the log says it once.
   std::string m_unheard;
 };

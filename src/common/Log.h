@@ -10,7 +10,7 @@
 
 namespace applist {
 
-// The part of a path behind its last slash, at compile time.
+// The part of a path behind its last slash.
 constexpr const char* BaseName(const char* path) {
   const char* name = path;
   for (const char* at = path; *at != '\0'; ++at) {

@@ -92,7 +92,7 @@ std::string BusPeer::OwnerOf(const std::string& name) {
   const int r = sd_bus_call_method(Bus(), kBusName, kBusPath, kBusName, "GetNameOwner", error.Get(),
                                    &answer, "s", name.c_str());
   const MessagePtr owned(answer);
-  return r < 0 ? std::string() : applist::ReadOwner(answer);
+  return r < 0 ? std::string() : applist::ReadOwner(answer).value_or("");
 }
 
 std::vector<std::string> BusPeer::Connections() {
