@@ -52,16 +52,16 @@ const char* OrEmpty(const char* text) {
 // ---- Priorities
 
 struct Level {
-  int priority;
   std::string_view name;
-  char letter;
   const char* journalPriority;
+  int priority;
+  char letter;
 };
 
-constexpr Level kLevels[] = {{DLOG_DEBUG, "debug", 'D', "7"},
-                             {DLOG_INFO, "info", 'I', "6"},
-                             {DLOG_WARN, "warn", 'W', "4"},
-                             {DLOG_ERROR, "error", 'E', "3"}};
+constexpr Level kLevels[] = {{"debug", "7", DLOG_DEBUG, 'D'},
+                             {"info", "6", DLOG_INFO, 'I'},
+                             {"warn", "4", DLOG_WARN, 'W'},
+                             {"error", "3", DLOG_ERROR, 'E'}};
 
 int ThresholdFromEnvironment() {
   const std::string_view name = OrEmpty(std::getenv("APPLIST_LOG"));

@@ -27,7 +27,7 @@
 
 namespace logging {
 
-constexpr std::size_t kMiB = 1024 * 1024;
+constexpr std::size_t kMiB = std::size_t{1024} * 1024;
 
 class Descriptor {
  public:
@@ -81,7 +81,7 @@ inline void WriteAll(int file, const std::string& text) {
 
 inline std::string ReadAll(int file) {
   std::string text;
-  std::vector<char> part(64 * 1024);
+  std::vector<char> part(std::size_t{64} * 1024);
   for (;;) {
     const ssize_t count = read(file, part.data(), part.size());
     if (count > 0) {

@@ -86,7 +86,7 @@ TEST(ApplistItemComparator, ASearchFindsTheFirstOfEqualIdentifiers) {
 TEST(ApplistItemComparator, IsACopyablePointerAndNoMore) {
   EXPECT_FALSE(std::is_polymorphic_v<ApplistItemComparator>);
   EXPECT_TRUE(std::is_copy_constructible_v<ApplistItemComparator>);
-  EXPECT_EQ(sizeof(ApplistItemComparator), sizeof(AppListItem*));
+  EXPECT_EQ(sizeof(ApplistItemComparator), sizeof(void*));
 }
 
 }  // namespace

@@ -17,6 +17,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
@@ -79,7 +80,9 @@ bool OwnRun() {
 Descriptor BindJournal() {
   Descriptor journal(socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
   sockaddr_un address = {AF_UNIX, "/run/systemd/journal/socket"};
-  bind(journal.Number(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
+  if (bind(journal.Number(), reinterpret_cast<const sockaddr*>(&address), sizeof address) < 0) {
+    std::perror(address.sun_path);
+  }
   return journal;
 }
 

@@ -175,7 +175,7 @@ std::string TimeText(std::time_t time) {
 }
 
 TEST(Dlog, TellsTheLocalTime) {
-  constexpr std::time_t kEastward = (5 * 60 + 30) * 60;
+  constexpr std::time_t kEastward = std::time_t{5 * 60 + 30} * 60;
   const std::string before = TimeText(std::time(nullptr) + kEastward);
   const Outcome outcome = RunChild([] {
     setenv("TZ", "EAST-5:30", 1);
