@@ -6,25 +6,15 @@
 
 #include <csignal>
 #include <cstdio>
-#include <cstring>
+#include <optional>
 
 #include "Control.h"
 #include "LocalAppListModel.h"
+#include "command/CommandLine.h"
 #include "dbus/DbusLink.h"
 #include "dbus/EventLoop.h"
 
 namespace {
-
-int Help() {
-  std::puts(
-      "Usage: applistd\n"
-      "Keeps the application list of a user interface, and serves it on the bus: on the session\n"
-      "bus where DBUS_SESSION_BUS_ADDRESS is set, on the system bus otherwise.\n"
-      "\n"
-      "  --help     show this text\n"
-      "  --version  show the version");
-  return 0;
-}
 
 int Serve() {
   EventLoop loop;
@@ -60,17 +50,8 @@ int Serve() {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc == 1) {
-    return Serve();
-  }
-  if (argc == 2 && std::strcmp(argv[1], "--help") == 0) {
-    return Help();
-  }
-  if (argc == 2 && std::strcmp(argv[1], "--version") == 0) {
-    std::puts("applistd " APPLIST_VERSION);
-    return 0;
-  }
-  std::fprintf(stderr, "applistd: unknown argument '%s'; see applistd --help\n",
-               argv[argc == 2 ? 1 : 2]);
-  return 2;
+  applist::CommandLine commandLine(
+      "applistd", "Keeps the application list of a user interface, and serves it on the bus.");
+  const std::optional<int> status = commandLine.Read(argc, argv);
+  return status ? *status : Serve();
 }
