@@ -99,7 +99,7 @@ NameAnswer RequestName(sd_bus* bus, const std::string& name, BusError& error) {
   return r < 0 ? NameAnswer::Refused : ReadNameAnswer(answered);
 }
 
-void LogNameAnswer(sd_bus* bus, const std::string& name, NameAnswer answer, const BusError& error) {
+void LogNameAnswer(const std::string& name, NameAnswer answer, const BusError& error) {
   switch (answer) {
     case NameAnswer::Owner:
       APPLIST_LOGF(DLOG_INFO, "Own the name %s", name.c_str());
@@ -108,12 +108,10 @@ void LogNameAnswer(sd_bus* bus, const std::string& name, NameAnswer answer, cons
       APPLIST_LOGF(DLOG_INFO, "Own the name %s already", name.c_str());
       break;
     case NameAnswer::Queued:
-      APPLIST_LOGF(DLOG_WARN, "In the queue for the name %s, behind %s", name.c_str(),
-                   DescribeOwner(bus, name).c_str());
+      APPLIST_LOGF(DLOG_INFO, "In the queue for the name %s", name.c_str());
       break;
     case NameAnswer::Taken:
-      APPLIST_LOGF(DLOG_WARN, "The name %s is taken by %s; working locally until it is free",
-                   name.c_str(), DescribeOwner(bus, name).c_str());
+      APPLIST_LOGF(DLOG_INFO, "Somebody else has the name %s", name.c_str());
       break;
     case NameAnswer::Refused:
       APPLIST_LOGF(DLOG_ERROR, "The bus refuses the name %s: %s", name.c_str(),
@@ -122,7 +120,11 @@ void LogNameAnswer(sd_bus* bus, const std::string& name, NameAnswer answer, cons
   }
 }
 
-std::string DescribeOwner(sd_bus* bus, const std::string& name) {
+std::string NameOwner::Text() const {
+  return command + " (process " + std::to_string(process) + ", " + uniqueName + ")";
+}
+
+std::optional<NameOwner> AskForNameOwner(sd_bus* bus, const std::string& name) {
   sd_bus_creds* creds = nullptr;
   uint64_t timeout = 0;
   sd_bus_get_method_call_timeout(bus, &timeout);
@@ -132,17 +134,21 @@ std::string DescribeOwner(sd_bus* bus, const std::string& name) {
       SD_BUS_CREDS_AUGMENT | SD_BUS_CREDS_PID | SD_BUS_CREDS_COMM | SD_BUS_CREDS_UNIQUE_NAME,
       &creds);
   sd_bus_set_method_call_timeout(bus, timeout);
-  if (r < 0) {
-    return std::string();
+  if (r == -ENXIO) {
+    return std::nullopt;
   }
-  pid_t pid = 0;
-  const char* command = "unknown";
-  const char* uniqueName = "unknown";
-  sd_bus_creds_get_pid(creds, &pid);
-  sd_bus_creds_get_comm(creds, &command);
-  sd_bus_creds_get_unique_name(creds, &uniqueName);
-  std::string owner =
-      std::string(command) + " (process " + std::to_string(pid) + ", " + uniqueName + ")";
+  NameOwner owner;
+  const char* text = nullptr;
+  if (sd_bus_creds_get_comm(creds, &text) >= 0) {
+    owner.command = text;
+  }
+  if (sd_bus_creds_get_unique_name(creds, &text) >= 0) {
+    owner.uniqueName = text;
+  }
+  pid_t process = 0;
+  if (sd_bus_creds_get_pid(creds, &process) >= 0) {
+    owner.process = process;
+  }
   sd_bus_creds_unref(creds);
   return owner;
 }

@@ -5,6 +5,7 @@
 #ifndef APPLIST_DBUS_BUSCONNECTION_H
 #define APPLIST_DBUS_BUSCONNECTION_H
 
+#include <sys/types.h>
 #include <systemd/sd-bus.h>
 
 #include <chrono>
@@ -85,12 +86,23 @@ std::optional<std::string> ReadOwner(sd_bus_message* answer);
 // `error` is set where the answer is Refused.
 NameAnswer RequestName(sd_bus* bus, const std::string& name, BusError& error);
 
-// Writes the answer to the log, one line for each kind, with who has the name instead.
-void LogNameAnswer(sd_bus* bus, const std::string& name, NameAnswer answer, const BusError& error);
+// Writes the answer to the log, one line for each kind. Who has the name instead is for the caller
+// to find out: that takes time.
+void LogNameAnswer(const std::string& name, NameAnswer answer, const BusError& error);
 
-// Who owns `name`, in words: its process, and its unique name. Empty when nobody does, or the bus
-// does not answer. Asks the bus and waits, for each of its few answers no longer than for a call.
-std::string DescribeOwner(sd_bus* bus, const std::string& name);
+// Who owns a name, as far as the bus says.
+struct NameOwner {
+  pid_t process = 0;
+  std::string command = "unknown";
+  std::string uniqueName = "unknown";
+
+  // In words, for people.
+  std::string Text() const;
+};
+
+// Asks the bus and waits, for each of its few answers no longer than for a call. Nothing where
+// nobody owns the name.
+std::optional<NameOwner> AskForNameOwner(sd_bus* bus, const std::string& name);
 
 }  // namespace applist
 

@@ -26,10 +26,11 @@ class CallConnection::Deadline {
   const std::chrono::steady_clock::time_point m_at = std::chrono::steady_clock::now() + m_timeout;
 };
 
-bool CallConnection::Open() {
+NameAnswer CallConnection::Open() {
   const Deadline deadline;
   const std::lock_guard<std::mutex> lock(m_mutex);
-  return OpenLocked(deadline);
+  OpenLocked(deadline);
+  return m_nameAnswer;
 }
 
 std::vector<char> CallConnection::Call(const std::vector<char>& frame) {
@@ -98,10 +99,10 @@ bool CallConnection::OpenLocked(const Deadline& deadline) {
   if (m_bus == nullptr || sd_bus_is_ready(m_bus.get()) <= 0) {
     return false;
   }
-  if (!m_ownsName) {
+  if (!IsOwner(m_nameAnswer)) {
     RequestName(deadline);
   }
-  return m_ownsName;
+  return IsOwner(m_nameAnswer);
 }
 
 void CallConnection::Process() {
@@ -119,7 +120,7 @@ void CallConnection::Process() {
 void CallConnection::Forget() {
   m_ping.reset();
   m_bus.reset();
-  m_ownsName = false;
+  m_nameAnswer = NameAnswer::Refused;
   m_hung = false;
 }
 
@@ -149,13 +150,12 @@ void CallConnection::RequestName(const Deadline& deadline) {
   const std::string& name = m_names.own.calls;
   BusError error;
   sd_bus_set_method_call_timeout(m_bus.get(), deadline.MicrosecondsLeft());
-  const NameAnswer answer = applist::RequestName(m_bus.get(), name, error);
-  m_busAnswers = answer != NameAnswer::Refused || !error.Is(SD_BUS_ERROR_TIMEOUT);
-  if (answer != m_nameAnswer) {
-    LogNameAnswer(m_bus.get(), name, answer, error);
+  m_nameAnswer = applist::RequestName(m_bus.get(), name, error);
+  m_busAnswers = m_nameAnswer != NameAnswer::Refused || !error.Is(SD_BUS_ERROR_TIMEOUT);
+  if (m_nameAnswer != m_loggedAnswer) {
+    LogNameAnswer(name, m_nameAnswer, error);
   }
-  m_nameAnswer = answer;
-  m_ownsName = IsOwner(answer);
+  m_loggedAnswer = m_nameAnswer;
   if (!m_busAnswers) {
     Forget();
   }

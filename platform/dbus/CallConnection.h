@@ -43,9 +43,10 @@ class CallConnection {
   CallConnection(LinkNames names, std::function<void()> onUntended)
       : m_names(std::move(names)), m_onUntended(std::move(onUntended)) {}
 
-  // Opens the connection if need be. Returns whether calls can be made, that is, whether it is
-  // open and owns its name. Waits for the bus, but for no longer than one call time-out.
-  bool Open();
+  // Opens the connection if need be, and returns how its name stands there: calls can be made when
+  // it is the owner. Refused where there is no connection, too. Waits for the bus, but for no
+  // longer than one call time-out.
+  NameAnswer Open();
 
   // Sends one frame to the partner and returns its reply; an empty one when there is no partner,
   // when it refuses, hangs, or does not answer in time. Returns within one call time-out, with what
@@ -90,9 +91,9 @@ class CallConnection {
   BusPtr m_bus;
   // The ping behind the call that last timed out.
   SlotPtr m_ping;
-  bool m_ownsName = false;
-  // What the bus last said about the name, so that the log says it once.
-  NameAnswer m_nameAnswer = NameAnswer::AlreadyOwner;
+  // What the bus last said about the name, and what of that the log has.
+  NameAnswer m_nameAnswer = NameAnswer::Refused;
+  NameAnswer m_loggedAnswer = NameAnswer::AlreadyOwner;
   // Whether the bus answered last time: one that did not is not waited for again until it does.
   bool m_busAnswers = true;
   std::atomic<bool> m_hung = false;

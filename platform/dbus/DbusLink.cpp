@@ -3,7 +3,6 @@
 #include "dbus/DbusLink.h"
 
 #include <fcntl.h>
-#include <sys/eventfd.h>
 #include <systemd/sd-event.h>
 #include <unistd.h>
 
@@ -84,14 +83,6 @@ int DbusLink::Callback(sd_bus_message* message, void* link, sd_bus_error* /*erro
   return self->Safely([&] { return (self->*Handler)(message); });
 }
 
-void DbusLink::EventUnref::operator()(sd_event* event) const {
-  sd_event_unref(event);
-}
-
-void DbusLink::SourceUnref::operator()(sd_event_source* source) const {
-  sd_event_source_disable_unref(source);
-}
-
 DbusLink::DbusLink(applist::LinkNames names, Upcalls upcalls)
     : m_names(std::move(names)),
       m_upcalls(std::move(upcalls)),
@@ -113,14 +104,9 @@ DbusLink::~DbusLink() = default;
 
 // The idle source comes after all that the connection has to read.
 void DbusLink::AddSources() {
-  sd_event_source* wake = nullptr;
+  int r = 0;
+  m_wake = applist::NewWakeUp(m_event.get(), OnWake, this, r);
   sd_event_source* idle = nullptr;
-  const int fd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-  int r = fd < 0 ? -errno : sd_event_add_io(m_event.get(), &wake, fd, EPOLLIN, OnWake, this);
-  m_wake.reset(wake);
-  if (r >= 0) {
-    r = sd_event_source_set_io_fd_own(wake, 1);
-  }
   if (r >= 0) {
     r = sd_event_add_defer(m_event.get(), &idle, OnIdle, this);
     m_idle.reset(idle);
@@ -231,10 +217,7 @@ void DbusLink::StartAfter(std::chrono::milliseconds delay) {
 // Has the loop look at the connection again. A loop that somebody polls by its descriptor does not
 // see what was queued from outside the loop.
 void DbusLink::Wake() {
-  int fd = -1;
-  if (m_wake != nullptr && (fd = sd_event_source_get_io_fd(m_wake.get())) >= 0) {
-    eventfd_write(fd, 1);
-  }
+  applist::Signal(m_wake.get());
 }
 
 int DbusLink::AddHandlers() {
@@ -312,8 +295,9 @@ void DbusLink::AskForOwner(const std::string& name, sd_bus_message_handler_t onA
 // The name for calls comes first: of two processes that want to be the same end, only one gets it
 // and goes on to ask for the other name.
 void DbusLink::AskForOwnName() {
-  if (!m_calls.Open()) {
-    WaitForName(m_names.own.calls);
+  const NameAnswer answer = m_calls.Open();
+  if (!applist::IsOwner(answer)) {
+    WaitForName(m_names.own.calls, answer);
     return;
   }
   const int r = sd_bus_call_method_async(m_bus.get(), nullptr, kBusName, kBusPath, kBusName,
@@ -327,27 +311,34 @@ void DbusLink::AskForOwnName() {
 
 int DbusLink::OnNameAnswer(sd_bus_message* answer) {
   const NameAnswer meaning = applist::ReadNameAnswer(answer);
-  applist::LogNameAnswer(m_bus.get(), m_names.own.incoming, meaning, BusError(answer));
+  applist::LogNameAnswer(m_names.own.incoming, meaning, BusError(answer));
   m_ownsName = applist::IsOwner(meaning);
   m_replaced = false;
   if (m_ownsName) {
     m_delay = kFirstDelay;
     UpdateConnected();
   } else {
-    WaitForName(m_names.own.incoming);
+    WaitForName(m_names.own.incoming, meaning);
   }
   return 0;
 }
 
-// Where another process has the name, the bus will tell when it is free. Where nobody has, it could
-// not be had for a reason that the bus will not tell the end of: try everything again.
-void DbusLink::WaitForName(const std::string& name) {
-  const std::string owner = applist::DescribeOwner(m_bus.get(), name);
-  m_replaced = !owner.empty();
-  if (owner.empty()) {
+// Where somebody has the name, the bus will tell when it is free. Where nobody has, it could not be
+// had for a reason that the bus will not tell the end of: try everything again. A connection of our
+// own that the bus has yet to see closed is nobody who replaces us.
+void DbusLink::WaitForName(const std::string& name, NameAnswer answer) {
+  if (answer != NameAnswer::Taken && answer != NameAnswer::Queued) {
     StartAfter(m_delay);
-  } else if (m_nameTaken) {
-    Guard("The handler of a taken name", [&] { m_nameTaken(owner); });
+    return;
+  }
+  const std::optional<applist::NameOwner> owner = applist::AskForNameOwner(m_bus.get(), name);
+  m_replaced = owner && owner->process != getpid();
+  if (owner) {
+    APPLIST_LOGF(DLOG_WARN, "The name %s is taken by %s; working locally until it is free",
+                 name.c_str(), owner->Text().c_str());
+  }
+  if (m_replaced && m_nameTaken) {
+    Guard("The handler of a taken name", [&] { m_nameTaken(owner->Text()); });
   }
 }
 
@@ -478,15 +469,9 @@ void DbusLink::TendCalls() {
   int events = 0;
   m_tending.reset();
   if (m_calls.Tend(fd, events)) {
-    sd_event_source* source = nullptr;
-    const int watched = fcntl(fd, F_DUPFD_CLOEXEC, 0);
-    if (watched >= 0 && sd_event_add_io(m_event.get(), &source, watched,
-                                        static_cast<uint32_t>(events), OnTend, this) >= 0) {
-      sd_event_source_set_io_fd_own(source, 1);
-      m_tending.reset(source);
-    } else if (watched >= 0) {
-      close(watched);
-    }
+    int result = 0;
+    m_tending = applist::WatchDescriptor(m_event.get(), fcntl(fd, F_DUPFD_CLOEXEC, 0),
+                                         static_cast<uint32_t>(events), OnTend, this, result);
   }
   DeliverLater();
 }
@@ -627,8 +612,7 @@ int DbusLink::OnCaughtUp(sd_bus_message* /*answer*/) {
 
 int DbusLink::OnWake(sd_event_source* /*source*/, int fd, uint32_t /*events*/, void* link) {
   DbusLink* self = static_cast<DbusLink*>(link);
-  eventfd_t count = 0;
-  eventfd_read(fd, &count);
+  applist::Drain(fd);
   return self->Safely([self] {
     self->TendCalls();
     return 0;

@@ -15,10 +15,8 @@
 
 #include "dbus/BusConnection.h"
 #include "dbus/CallConnection.h"
+#include "dbus/EventSource.h"
 #include "dbus/LinkNames.h"
-
-struct sd_event;
-struct sd_event_source;
 
 // Holds two connections to the bus. The incoming one owns the name of this end, hears what the
 // partner sends and follows who the partner is; it lives in the event loop of the thread that
@@ -104,7 +102,7 @@ class DbusLink {
   void Follow();
   void AskForOwner(const std::string& name, sd_bus_message_handler_t onAnswer);
   void AskForOwnName();
-  void WaitForName(const std::string& name);
+  void WaitForName(const std::string& name, applist::NameAnswer answer);
   void TakeOwner(const std::string& name, const std::string& owner);
   void TakeOwnerAnswer(const std::string& name, sd_bus_message* answer);
   void TakePartnerCalls(const std::string& owner);
@@ -141,13 +139,6 @@ class DbusLink {
   static int OnWake(sd_event_source* source, int fd, uint32_t events, void* link);
   static int OnTimer(sd_event_source* source, uint64_t now, void* link);
 
-  struct EventUnref {
-    void operator()(sd_event* event) const;
-  };
-  struct SourceUnref {
-    void operator()(sd_event_source* source) const;
-  };
-
   const applist::LinkNames m_names;
   const Upcalls m_upcalls;
   std::function<void(sd_bus*)> m_addObjects;
@@ -156,11 +147,11 @@ class DbusLink {
   // Expires with the link, for what goes on after an upcall.
   std::shared_ptr<bool> m_alive;
 
-  std::unique_ptr<sd_event, EventUnref> m_event;
-  std::unique_ptr<sd_event_source, SourceUnref> m_wake;
-  std::unique_ptr<sd_event_source, SourceUnref> m_timer;
-  std::unique_ptr<sd_event_source, SourceUnref> m_tending;
-  std::unique_ptr<sd_event_source, SourceUnref> m_idle;
+  applist::EventPtr m_event;
+  applist::SourcePtr m_wake;
+  applist::SourcePtr m_timer;
+  applist::SourcePtr m_tending;
+  applist::SourcePtr m_idle;
   std::chrono::milliseconds m_delay;
   bool m_outage = false;
 

@@ -2,10 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "dbus/EventLoop.h"
 
-#include <sys/eventfd.h>
 #include <systemd/sd-event.h>
 
-#include <cerrno>
 #include <system_error>
 
 namespace {
@@ -19,31 +17,20 @@ void Check(int result) {
   }
 }
 
-int Drain(sd_event_source* /*source*/, int fd, uint32_t /*events*/, void* /*loop*/) {
-  eventfd_t count = 0;
-  eventfd_read(fd, &count);
+int DrainMore(sd_event_source* /*source*/, int fd, uint32_t /*events*/, void* /*loop*/) {
+  applist::Drain(fd);
   return 0;
 }
 
 }  // namespace
 
-void EventLoop::EventUnref::operator()(sd_event* event) const {
-  sd_event_unref(event);
-}
-
-void EventLoop::SourceUnref::operator()(sd_event_source* source) const {
-  sd_event_source_disable_unref(source);
-}
-
 EventLoop::EventLoop() {
   sd_event* event = nullptr;
-  sd_event_source* more = nullptr;
   Check(sd_event_default(&event));
   m_event.reset(event);
-  const int fd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-  Check(fd < 0 ? -errno : sd_event_add_io(event, &more, fd, EPOLLIN, Drain, nullptr));
-  m_more.reset(more);
-  Check(sd_event_source_set_io_fd_own(more, 1));
+  int result = 0;
+  m_more = applist::NewWakeUp(event, DrainMore, nullptr, result);
+  Check(result);
 }
 
 EventLoop::~EventLoop() = default;
@@ -66,7 +53,7 @@ void EventLoop::Dispatch() {
       return;
     }
   }
-  eventfd_write(sd_event_source_get_io_fd(m_more.get()), 1);
+  applist::Signal(m_more.get());
 }
 
 void EventLoop::Run() {

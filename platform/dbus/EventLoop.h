@@ -7,10 +7,8 @@
 #define APPLIST_DBUS_EVENTLOOP_H
 
 #include <cstdint>
-#include <memory>
 
-struct sd_event;
-struct sd_event_source;
+#include "dbus/EventSource.h"
 
 // The loop of the thread that constructs it, the same one that sd_event_default() returns there.
 // Use it on that thread only, and keep it for as long as the models of the thread.
@@ -48,14 +46,8 @@ class EventLoop {
  private:
   int RunOnce(uint64_t timeout);
 
-  struct EventUnref {
-    void operator()(sd_event* event) const;
-  };
-  struct SourceUnref {
-    void operator()(sd_event_source* source) const;
-  };
-  std::unique_ptr<sd_event, EventUnref> m_event;
-  std::unique_ptr<sd_event_source, SourceUnref> m_more;
+  applist::EventPtr m_event;
+  applist::SourcePtr m_more;
   bool m_stop = false;
 };
 
