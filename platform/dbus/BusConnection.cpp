@@ -69,6 +69,23 @@ BusPtr StartConnection(const char* description, std::chrono::microseconds timeou
   return result < 0 ? nullptr : std::move(bus);
 }
 
+int MatchLocal(sd_bus* bus, const char* member, sd_bus_message_handler_t handler, void* userdata,
+               SlotPtr* slot) {
+  sd_bus_slot* created = nullptr;
+  const int r =
+      sd_bus_match_signal(bus, slot == nullptr ? nullptr : &created, kLocalSender,
+                          "/org/freedesktop/DBus/Local", kLocalSender, member, handler, userdata);
+  if (slot != nullptr) {
+    slot->reset(created);
+  }
+  return r;
+}
+
+bool IsFrom(sd_bus_message* message, const std::string& sender) {
+  const char* actual = sd_bus_message_get_sender(message);
+  return !sender.empty() && actual != nullptr && sender == actual;
+}
+
 NameAnswer ReadNameAnswer(sd_bus_message* answer) {
   uint32_t number = 0;
   if (sd_bus_message_is_method_error(answer, nullptr) > 0 ||

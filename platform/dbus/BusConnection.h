@@ -64,6 +64,18 @@ enum class Socket { Present, Awaited };
 BusPtr StartConnection(const char* description, std::chrono::microseconds timeout, Socket socket,
                        int& result);
 
+// The sender of what the D-Bus library itself says about a connection: that it is Connected, or
+// Disconnected. Anybody can send signals of these names, so compare.
+constexpr const char* kLocalSender = "org.freedesktop.DBus.Local";
+
+// Has `handler` called with such a signal, for as long as the connection lives, or the slot where
+// one is asked for.
+int MatchLocal(sd_bus* bus, const char* member, sd_bus_message_handler_t handler, void* userdata,
+               SlotPtr* slot = nullptr);
+
+// Whether the bus says that `sender` has sent the message. Never so for an empty name.
+bool IsFrom(sd_bus_message* message, const std::string& sender);
+
 // What the bus can answer to a request for a name that neither queues nor takes over, with the
 // numbers of the D-Bus protocol.
 enum class NameAnswer { Refused = 0, Owner = 1, Queued = 2, Taken = 3, AlreadyOwner = 4 };

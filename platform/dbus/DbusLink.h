@@ -6,37 +6,30 @@
 #define APPLIST_DBUS_DBUSLINK_H
 
 #include <atomic>
-#include <chrono>
-#include <deque>
 #include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "dbus/BusConnection.h"
+#include "dbus/BusPresence.h"
 #include "dbus/CallConnection.h"
 #include "dbus/EventSource.h"
+#include "dbus/Inbox.h"
 #include "dbus/LinkNames.h"
 
 // Holds two connections to the bus. The incoming one owns the name of this end, hears what the
-// partner sends and follows who the partner is; it lives in the event loop of the thread that
-// constructs the link. The other one makes the calls, on whichever thread calls (CallConnection).
-//
-//   constructed -> starting: the socket of the bus has yet to appear, or the bus to answer Hello
-//               -> following: asks who the partner is, then for its own name
-//               -> connected: has its name, and the partner is there
-//   any of them -> starting, on a new connection, when the bus goes away: after 0.1 s at first, and
-//                  after up to 5 s while that does not help
+// partner sends and follows who the partner is (BusPresence); it lives in the event loop of the
+// thread that constructs the link. The other one makes the calls, on whichever thread calls
+// (CallConnection). The two ends are connected while this one has its name and the partner is
+// there.
 //
 // Who is heard: the bus delivers whatever anybody sends to us. A Notify counts only from the
-// connection that owns the partner's name now, a Send only from the one that owns the partner's
-// name with `.Calls` appended, and a change of owner only from the bus itself.
+// connection that owns the partner's name now, and a Send only from the one that owns the partner's
+// name with `.Calls` appended.
 //
-// The order in `following` is what loses no message: our own name is asked for last, so that
-// whoever sees it appear is known to us before it can send us anything.
-//
-// A notification is delivered when everything that has come in is read: so one whose sender is gone
-// by then is not heard, and nobody asks a successor what it meant. A partner that hangs
+// A notification is delivered when everything that has come in is read (Inbox): so one whose sender
+// is gone by then is not heard, and nobody asks a successor what it meant. A partner that hangs
 // (CallConnection) is not asked in vain either: notifications wait until it answers again, and one
 // in whose handling a call timed out is then delivered once more. A ping of the partner's incoming
 // connection takes its place among them. One of its connection for calls asks only whether we hang,
@@ -95,25 +88,17 @@ class DbusLink {
 
  private:
   void AddSources();
-  void Start();
-  void StartAfter(std::chrono::milliseconds delay);
   void Wake();
-  int AddHandlers();
-  void Follow();
-  void AskForOwner(const std::string& name, sd_bus_message_handler_t onAnswer);
-  void AskForOwnName();
-  void WaitForName(const std::string& name, applist::NameAnswer answer);
-  void TakeOwner(const std::string& name, const std::string& owner);
-  void TakeOwnerAnswer(const std::string& name, sd_bus_message* answer);
+  int Prepare(sd_bus* bus);
+  void TakeLoss();
+  void TakePartner(const std::string& owner);
   void TakePartnerCalls(const std::string& owner);
   void LogUnheard(sd_bus_message* message, const char* what);
   void UpdateConnected();
   bool TellConnected(bool state);
-  void Lose(const char* cause);
   void TakeNotification(sd_bus_message* message);
   void Queue(sd_bus_message* message);
-  void DeliverFirst();
-  void DeliverLater();
+  bool Deliver(sd_bus_message* message);
   void TendCalls();
   int AnswerCall(sd_bus_message* call);
   std::vector<char> TakeMessage(sd_bus_message* call);
@@ -121,23 +106,13 @@ class DbusLink {
   static int Refuse(sd_bus_message* call, const char* error, const char* sentence);
 
   // Handlers of the D-Bus library, which get there through Callback.
-  int OnHello(sd_bus_message* message);
-  int OnLost(sd_bus_message* message);
   int OnIncoming(sd_bus_message* message);
-  int OnOwnerChanged(sd_bus_message* message);
-  int OnPartner(sd_bus_message* answer);
-  int OnPartnerCalls(sd_bus_message* answer);
-  int OnNameAnswer(sd_bus_message* answer);
   int OnCaughtUp(sd_bus_message* answer);
 
-  template <class Body>
-  int Safely(Body body);
   template <int (DbusLink::*Handler)(sd_bus_message*)>
   static int Callback(sd_bus_message* message, void* link, sd_bus_error* error);
   static int OnTend(sd_event_source* source, int fd, uint32_t events, void* link);
-  static int OnIdle(sd_event_source* source, void* link);
   static int OnWake(sd_event_source* source, int fd, uint32_t events, void* link);
-  static int OnTimer(sd_event_source* source, uint64_t now, void* link);
 
   const applist::LinkNames m_names;
   const Upcalls m_upcalls;
@@ -145,20 +120,17 @@ class DbusLink {
   std::function<void(const std::string&)> m_nameTaken;
   std::function<void()> m_whenCaughtUp;
   // Expires with the link, for what goes on after an upcall.
-  std::shared_ptr<bool> m_alive;
+  std::shared_ptr<bool> m_alive = std::make_shared<bool>(true);
 
   applist::EventPtr m_event;
   applist::SourcePtr m_wake;
-  applist::SourcePtr m_timer;
   applist::SourcePtr m_tending;
-  applist::SourcePtr m_idle;
-  std::chrono::milliseconds m_delay;
-  bool m_outage = false;
 
   applist::CallConnection m_calls;
-  applist::BusPtr m_bus;
+  applist::BusPresence m_presence;
+  // Notifications and pings of the partner that are not worked off yet.
+  applist::Inbox m_inbox;
   applist::SlotPtr m_caughtUp;
-  bool m_ownsName = false;
   // Whether this end works locally, because another process has its name.
   std::atomic<bool> m_replaced = false;
   // The unique names that own the partner's two names, empty where nobody does.
@@ -168,10 +140,6 @@ class DbusLink {
   std::string m_lastPartnerCalls;
   // The partner that the upcall last named as ready, empty when not connected.
   std::string m_connectedTo;
-  // Notifications and pings of the partner that are not worked off yet.
-  std::deque<applist::MessagePtr> m_waiting;
-  // How many messages have come in since one was delivered.
-  int m_unidle = 0;
   // Whose message was last not heard, so that the log says it once.
   std::string m_unheard;
 };
