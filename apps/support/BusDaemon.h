@@ -10,7 +10,7 @@
 
 #include "dbus/BusConnection.h"
 #include "support/ChildProcess.h"
-#include "support/Descriptor.h"
+#include "dbus/Descriptor.h"
 
 namespace applist {
 

@@ -33,6 +33,10 @@ std::chrono::microseconds CallTimeout() {
   return milliseconds > 0 ? std::chrono::milliseconds(milliseconds) : kCallTimeout;
 }
 
+bool MayUseDirectLine() {
+  return std::strcmp(EnvironmentOr("APPLIST_LINE", ""), "bus") != 0;
+}
+
 std::string BusError::Text(int result) const {
   if (!sd_bus_error_is_set(&m_error)) {
     return std::strerror(-result);

@@ -19,8 +19,15 @@ namespace applist {
 // APPLIST_CALL_TIMEOUT_MS.
 std::chrono::microseconds CallTimeout();
 
+// Whether the link may use a direct line: unless APPLIST_LINE=bus.
+bool MayUseDirectLine();
+
 struct BusCloser {
   void operator()(sd_bus* bus) const { sd_bus_close_unref(bus); }
+};
+// For a reference to a connection that somebody else closes.
+struct BusUnref {
+  void operator()(sd_bus* bus) const { sd_bus_unref(bus); }
 };
 using BusPtr = std::unique_ptr<sd_bus, BusCloser>;
 

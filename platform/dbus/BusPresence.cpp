@@ -107,13 +107,9 @@ void BusPresence::Follow() {
   if (r < 0) {
     APPLIST_LOGF(DLOG_ERROR, "Cannot follow the partner: %s", std::strerror(-r));
   }
-  AskForPartner();
+  AskForOwner(m_names.partner.incoming, Callback<&BusPresence::OnPartner>);
   AskForOwner(m_names.partner.calls, Callback<&BusPresence::OnPartnerCalls>);
   AskForOwnName();
-}
-
-void BusPresence::AskForPartner() {
-  AskForOwner(m_names.partner.incoming, Callback<&BusPresence::OnPartner>);
 }
 
 void BusPresence::AskForOwner(const std::string& name, sd_bus_message_handler_t onAnswer) {

@@ -59,9 +59,6 @@ class BusPresence {
   // Gives up the connection and starts over.
   void Lose(const char* cause);
 
-  // Asks the bus who the partner is; the upcall `partner` is the answer.
-  void AskForPartner();
-
   // The connection, which may not be there or not be ready yet.
   sd_bus* Bus() const { return m_bus.get(); }
   bool OwnsName() const { return m_ownsName; }

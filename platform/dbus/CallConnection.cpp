@@ -43,7 +43,7 @@ std::vector<char> CallConnection::Call(const std::vector<char>& frame) {
     reply = CallLocked(frame, deadline);
     untended = untended || NeedsTending();
   }
-  if (untended) {
+  if (untended || m_lineWanted) {
     m_onUntended();
   }
   return reply;
@@ -51,7 +51,8 @@ std::vector<char> CallConnection::Call(const std::vector<char>& frame) {
 
 std::vector<char> CallConnection::CallLocked(const std::vector<char>& frame,
                                              const Deadline& deadline) {
-  if (!OpenLocked(deadline)) {
+  ProcessLine();
+  if (!OnLine() && !OpenLocked(deadline)) {
     return std::vector<char>();
   }
   const MessagePtr call = NewCall(kLinkInterface, "Send");
@@ -73,20 +74,58 @@ bool CallConnection::Tend(int& fd, int& events) {
   if (!lock) {
     return false;
   }
+  ProcessLine();
   Process();
   if (!NeedsTending()) {
     return false;
   }
-  fd = sd_bus_get_fd(m_bus.get());
-  events = sd_bus_get_events(m_bus.get());
+  fd = sd_bus_get_fd(Way());
+  events = sd_bus_get_events(Way());
   return fd >= 0 && events >= 0;
 }
 
 // Whether something has to be read or written though nobody calls.
 bool CallConnection::NeedsTending() {
   uint64_t unwritten = 0;
-  return m_bus != nullptr &&
-         (m_hung || (sd_bus_get_n_queued_write(m_bus.get(), &unwritten) >= 0 && unwritten > 0));
+  return Way() != nullptr &&
+         (m_hung || (sd_bus_get_n_queued_write(Way(), &unwritten) >= 0 && unwritten > 0));
+}
+
+// The wish is there before the lock is tried, so that whoever holds it sees the wish afterwards.
+bool CallConnection::UseLine(BusPtr& line) {
+  m_lineWanted = true;
+  const std::unique_lock<std::mutex> lock(m_mutex, std::try_to_lock);
+  if (!lock || m_hung) {
+    return false;
+  }
+  m_line = std::move(line);
+  m_lineWanted = false;
+  m_leaveLine = false;
+  m_lostLine = false;
+  return true;
+}
+
+// Reads what has come in on the line, which is where its loss shows.
+void CallConnection::ProcessLine() {
+  while (OnLine()) {
+    const int r = m_leaveLine ? -ECONNRESET : sd_bus_process(m_line.get(), nullptr);
+    if (r == 0) {
+      return;
+    }
+    if (r < 0 || sd_bus_is_open(m_line.get()) <= 0) {
+      ForgetLine();
+    }
+  }
+}
+
+void CallConnection::ForgetLine() {
+  m_ping.reset();
+  m_line.reset();
+  m_hung = false;
+  m_lostLine = !m_leaveLine.exchange(false);
+  if (m_lostLine) {
+    m_onUntended();
+  }
 }
 
 // First looks at what has come in meanwhile, which is where the loss of a connection shows: a call
@@ -118,10 +157,12 @@ void CallConnection::Process() {
 }
 
 void CallConnection::Forget() {
-  m_ping.reset();
   m_bus.reset();
   m_nameAnswer = NameAnswer::Refused;
-  m_hung = false;
+  if (!OnLine()) {
+    m_ping.reset();
+    m_hung = false;
+  }
 }
 
 void CallConnection::Connect(const Deadline& deadline) {
@@ -167,7 +208,7 @@ std::vector<char> CallConnection::CallAndWait(sd_bus_message* call, const Deadli
   sd_bus_message* answer = nullptr;
   const uint64_t timeout = deadline.MicrosecondsLeft();
   const auto end = std::chrono::steady_clock::now() + std::chrono::microseconds(timeout);
-  int r = sd_bus_call(m_bus.get(), call, timeout, error.Get(), &answer);
+  int r = sd_bus_call(Way(), call, timeout, error.Get(), &answer);
   const MessagePtr owned(answer);
   if (r >= 0) {
     r = ReadFrame(answer, reply);
@@ -185,7 +226,7 @@ std::vector<char> CallConnection::CallAndWait(sd_bus_message* call, const Deadli
 void CallConnection::SendOnly(sd_bus_message* call) {
   int r = sd_bus_message_set_expect_reply(call, 0);
   if (r >= 0) {
-    r = sd_bus_send(m_bus.get(), call, nullptr);
+    r = sd_bus_send(Way(), call, nullptr);
   }
   if (r < 0) {
     LogFailure(BusError(), r);
@@ -193,10 +234,10 @@ void CallConnection::SendOnly(sd_bus_message* call) {
 }
 
 MessagePtr CallConnection::NewCall(const char* interface, const char* member) {
+  const char* partner = m_names.partner.incoming.c_str();
   sd_bus_message* created = nullptr;
-  const int r =
-      sd_bus_message_new_method_call(m_bus.get(), &created, m_names.partner.incoming.c_str(),
-                                     m_names.objectPath.c_str(), interface, member);
+  const int r = sd_bus_message_new_method_call(Way(), &created, OnLine() ? nullptr : partner,
+                                               m_names.objectPath.c_str(), interface, member);
   return MessagePtr(r < 0 ? nullptr : created);
 }
 
@@ -207,7 +248,7 @@ void CallConnection::BeginHang() {
   sd_bus_slot* slot = nullptr;
   const int r = ping == nullptr
                     ? -ENOMEM
-                    : sd_bus_call_async(m_bus.get(), &slot, ping.get(), OnPong, this, UINT64_MAX);
+                    : sd_bus_call_async(Way(), &slot, ping.get(), OnPong, this, UINT64_MAX);
   m_ping.reset(slot);
   if (r < 0) {
     LogFailure(BusError(), r);

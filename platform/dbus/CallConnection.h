@@ -35,6 +35,10 @@ namespace applist {
 //   hung -> answering: the connection was lost
 //   hung -> answering: another process became the partner
 //
+// Where there is a direct line to the partner (DirectLine), calls are made on it, and the
+// connection to the bus is there for its name only. It takes the place of the bus between two
+// calls, when every frame sent before has been answered.
+//
 // Somebody has to look for the answer to the ping, and to write what did not fit into the socket:
 // every call does, and between calls the event loop, with Tend.
 class CallConnection {
@@ -57,6 +61,16 @@ class CallConnection {
   bool IsHung() const { return m_hung; }
   unsigned Hangs() const { return m_hangs; }
 
+  // Makes the calls on `line` from now on, and takes it. Takes nothing while the partner hangs or
+  // another thread calls, and returns false: try again at the next Tend.
+  bool UseLine(BusPtr& line);
+
+  // Leaves the line, whoever calls on it now. A hang ends with it. Waits for nobody.
+  void LeaveLine() { m_leaveLine = true; }
+
+  // Whether a line has come to its end by itself since this was last asked.
+  bool TakeLostLine() { return m_lostLine.exchange(false); }
+
   // Another process is the partner now, or none: what the last one has yet to answer says nothing
   // about it. Waits for nobody.
   void ForgetHang() { m_hung = false; }
@@ -72,6 +86,10 @@ class CallConnection {
   std::vector<char> CallLocked(const std::vector<char>& frame, const Deadline& deadline);
   bool OpenLocked(const Deadline& deadline);
   void Process();
+  void ProcessLine();
+  void ForgetLine();
+  bool OnLine() const { return m_line != nullptr; }
+  sd_bus* Way() const { return OnLine() ? m_line.get() : m_bus.get(); }
   void Connect(const Deadline& deadline);
   bool WaitUntilReady(const Deadline& deadline);
   void RequestName(const Deadline& deadline);
@@ -89,6 +107,10 @@ class CallConnection {
   const std::function<void()> m_onUntended;
   std::mutex m_mutex;
   BusPtr m_bus;
+  BusPtr m_line;
+  std::atomic<bool> m_lineWanted = false;
+  std::atomic<bool> m_leaveLine = false;
+  std::atomic<bool> m_lostLine = false;
   // The ping behind the call that last timed out.
   SlotPtr m_ping;
   // What the bus last said about the name, and what of that the log has.

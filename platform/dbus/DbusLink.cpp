@@ -19,6 +19,12 @@ using applist::Guard;
 using applist::IsFrom;
 using applist::MessagePtr;
 
+namespace {
+
+constexpr const char* kPeerInterface = "org.freedesktop.DBus.Peer";
+
+}  // namespace
+
 // What is thrown here is for lack of memory. The link no longer knows what it has missed, so it
 // starts over on a new connection.
 template <int (DbusLink::*Handler)(sd_bus_message*)>
@@ -84,17 +90,17 @@ void DbusLink::Notify(const std::vector<char>& frame) {
     return;
   }
   sd_bus_message* created = nullptr;
-  int r = sd_bus_message_new_signal(m_presence.Bus(), &created, m_names.objectPath.c_str(),
+  int r = sd_bus_message_new_signal(Way(), &created, m_names.objectPath.c_str(),
                                     applist::kLinkInterface, "Notify");
   const MessagePtr signal(created);
   if (r >= 0) {
     r = applist::AppendFrame(created, frame);
   }
-  if (r >= 0) {
-    r = sd_bus_message_set_destination(created, m_partner.c_str());
+  if (r >= 0 && Destination() != nullptr) {
+    r = sd_bus_message_set_destination(created, Destination());
   }
   if (r >= 0) {
-    r = sd_bus_send(m_presence.Bus(), created, nullptr);
+    r = sd_bus_send(Way(), created, nullptr);
   }
   if (r < 0) {
     APPLIST_LOGF(DLOG_ERROR, "Cannot send a notification of %zu bytes: %s", frame.size(),
@@ -109,21 +115,26 @@ void DbusLink::WhenPartnerHasCaughtUp(std::function<void()> then) {
     return;
   }
   m_whenCaughtUp = std::move(then);
+  m_caughtUp = Ask(Way(), Destination(), kPeerInterface, "Ping", Callback<&DbusLink::OnCaughtUp>);
+  Wake();
+}
+
+// Asks the partner something that it may take any time to answer. The answer comes from the loop,
+// for as long as the slot is kept.
+applist::SlotPtr DbusLink::Ask(sd_bus* bus, const char* destination, const char* interface,
+                               const char* question, sd_bus_message_handler_t onAnswer) {
   sd_bus_message* created = nullptr;
-  int r = sd_bus_message_new_method_call(m_presence.Bus(), &created, m_partner.c_str(),
-                                         m_names.objectPath.c_str(), "org.freedesktop.DBus.Peer",
-                                         "Ping");
-  const MessagePtr ping(created);
+  int r = sd_bus_message_new_method_call(bus, &created, destination, m_names.objectPath.c_str(),
+                                         interface, question);
+  const MessagePtr call(created);
   sd_bus_slot* slot = nullptr;
   if (r >= 0) {
-    r = sd_bus_call_async(m_presence.Bus(), &slot, created, Callback<&DbusLink::OnCaughtUp>, this,
-                          UINT64_MAX);
+    r = sd_bus_call_async(bus, &slot, created, onAnswer, this, UINT64_MAX);
   }
-  m_caughtUp.reset(slot);
   if (r < 0) {
-    APPLIST_LOGF(DLOG_ERROR, "Cannot ask the partner: %s", std::strerror(-r));
+    APPLIST_LOGF(DLOG_ERROR, "Cannot ask the partner for %s: %s", question, std::strerror(-r));
   }
-  Wake();
+  return applist::SlotPtr(slot);
 }
 
 void DbusLink::OnConnection(std::function<void(sd_bus*)> add) {
@@ -146,38 +157,65 @@ void DbusLink::Wake() {
 // The connection and the partner
 
 int DbusLink::Prepare(sd_bus* bus) {
-  static const sd_bus_vtable kVtable[] = {
-      SD_BUS_VTABLE_START(0),
-      SD_BUS_METHOD_WITH_ARGS("Send", SD_BUS_ARGS("ay", frame), SD_BUS_RESULT("ay", reply),
-                              Callback<&DbusLink::AnswerCall>, SD_BUS_VTABLE_UNPRIVILEGED),
-      SD_BUS_SIGNAL_WITH_ARGS("Notify", SD_BUS_ARGS("ay", frame), 0), SD_BUS_VTABLE_END};
-  int r = sd_bus_add_filter(bus, nullptr, Callback<&DbusLink::OnIncoming>, this);
-  if (r >= 0) {
-    r = sd_bus_add_object_vtable(bus, nullptr, m_names.objectPath.c_str(), applist::kLinkInterface,
-                                 kVtable, this);
-  }
+  const int r = AddHandlers(bus);
   if (r >= 0 && m_addObjects) {
     m_addObjects(bus);
   }
   return r;
 }
 
+int DbusLink::AddHandlers(sd_bus* bus) {
+  static const sd_bus_vtable kVtable[] = {
+      SD_BUS_VTABLE_START(0),
+      SD_BUS_METHOD_WITH_ARGS("Send", SD_BUS_ARGS("ay", frame), SD_BUS_RESULT("ay", reply),
+                              Callback<&DbusLink::AnswerCall>, SD_BUS_VTABLE_UNPRIVILEGED),
+      SD_BUS_SIGNAL_WITH_ARGS("Notify", SD_BUS_ARGS("ay", frame), 0),
+      SD_BUS_METHOD_WITH_ARGS("OpenLine", SD_BUS_NO_ARGS,
+                              SD_BUS_RESULT("h", calls, "h", notifications),
+                              Callback<&DbusLink::OnOpenLine>, SD_BUS_VTABLE_UNPRIVILEGED),
+      SD_BUS_METHOD_WITH_ARGS("UniqueName", SD_BUS_NO_ARGS, SD_BUS_RESULT("s", name),
+                              Callback<&DbusLink::OnUniqueName>, SD_BUS_VTABLE_UNPRIVILEGED),
+      SD_BUS_METHOD_WITH_ARGS("HoldBus", SD_BUS_NO_ARGS, SD_BUS_NO_RESULT,
+                              Callback<&DbusLink::OnHoldBus>, SD_BUS_VTABLE_UNPRIVILEGED),
+      SD_BUS_PROPERTY("Partner", "s", GetPartner, 0, SD_BUS_VTABLE_PROPERTY_EMITS_CHANGE),
+      SD_BUS_PROPERTY("Hung", "b", GetHung, 0, SD_BUS_VTABLE_PROPERTY_EMITS_CHANGE),
+      SD_BUS_PROPERTY("Direct", "b", GetDirect, 0, SD_BUS_VTABLE_PROPERTY_EMITS_CHANGE),
+      SD_BUS_VTABLE_END};
+  const int r = sd_bus_add_filter(bus, nullptr, Callback<&DbusLink::OnIncoming>, this);
+  return r < 0 ? r
+               : sd_bus_add_object_vtable(bus, nullptr, m_names.objectPath.c_str(),
+                                          applist::kLinkInterface, kVtable, this);
+}
+
+// A direct line does without the bus. The next bus gives the same unique names to others.
 void DbusLink::TakeLoss() {
-  m_caughtUp.reset();
   m_replaced = false;
   m_partner.clear();
   m_partnerCalls.clear();
+  m_noLineWith.clear();
+  m_holders.reset();
+  if (m_line != nullptr) {
+    m_lineOwner.clear();
+    return;
+  }
+  m_caughtUp.reset();
   m_inbox.Clear();
   UpdateConnected();
 }
 
 void DbusLink::TakePartner(const std::string& owner) {
-  if (owner != m_partner) {
+  const bool another = owner != m_partner;
+  m_partner = owner;
+  m_partnerInDoubt = false;
+  if (m_line != nullptr && KeepsLine(owner)) {
+    return;
+  }
+  GiveUpLine();
+  if (another) {
     m_inbox.Clear();
     m_calls.ForgetHang();
     Wake();
   }
-  m_partner = owner;
   UpdateConnected();
 }
 
@@ -190,14 +228,19 @@ void DbusLink::TakePartnerCalls(const std::string& owner) {
   }
   const bool another = !m_lastPartnerCalls.empty();
   m_lastPartnerCalls = owner;
-  if (another && IsConnected() && TellConnected(false)) {
+  if (another && m_line == nullptr && IsConnected() && TellConnected(false)) {
     TellConnected(true);
   }
 }
 
-// A partner that another process replaces in one step is first gone, then there.
+// A partner that another process replaces in one step is first gone, then there. One on a direct
+// line is there, whatever the bus says of names.
 void DbusLink::UpdateConnected() {
-  const std::string now = m_presence.OwnsName() ? m_partner : std::string();
+  if (m_line != nullptr) {
+    return;
+  }
+  const bool known = m_presence.OwnsName() && !m_partnerInDoubt;
+  const std::string now = known ? m_partner : std::string();
   if (now == m_connectedTo) {
     return;
   }
@@ -217,14 +260,280 @@ bool DbusLink::TellConnected(bool state) {
   const std::string partner = m_names.partner.incoming;
   APPLIST_LOGF(DLOG_INFO, "%s is %s", partner.c_str(), state ? "there" : "gone");
   m_caughtUp.reset();
+  m_lineAnswer.reset();
+  Wake();
   Guard("HandleConnectionReady", [&] { m_upcalls.connectionReady(state, partner); });
-  return !alive.expired();
+  if (alive.expired()) {
+    return false;
+  }
+  AskForLine();
+  return true;
+}
+
+void DbusLink::AnnounceState() {
+  const State now{m_connectedTo, m_calls.IsHung(), IsDirect()};
+  if (!m_presence.OwnsName()) {
+    return;
+  }
+  const auto announce = [&](const char* property) {
+    sd_bus_emit_properties_changed(m_presence.Bus(), m_names.objectPath.c_str(),
+                                   applist::kLinkInterface, property, nullptr);
+  };
+  if (now.partner != m_announced.partner) {
+    announce("Partner");
+  }
+  if (now.hung != m_announced.hung) {
+    announce("Hung");
+  }
+  if (now.direct != m_announced.direct) {
+    announce("Direct");
+  }
+  m_announced = now;
+}
+
+// The direct line
+
+bool DbusLink::IsDirect() const {
+  return m_line != nullptr && m_line->IsReady() && m_lineCalls == nullptr;
+}
+
+bool DbusLink::IsFromEvents(sd_bus_message* message) const {
+  return m_line != nullptr && sd_bus_message_get_bus(message) == m_line->Events();
+}
+
+bool DbusLink::IsFromLine(sd_bus_message* message) const {
+  return m_line != nullptr && m_line->Has(sd_bus_message_get_bus(message));
+}
+
+// The question goes where the partner's notifications come from, so that the answer comes after
+// those that it has sent over the bus. A partner that hangs takes its time.
+void DbusLink::AskForLine() {
+  const bool held = m_holders != nullptr && sd_bus_track_count(m_holders.get()) > 0;
+  if (!m_names.asksForLine || !IsConnected() || m_line != nullptr || held ||
+      m_partner == m_noLineWith || !applist::MayUseDirectLine()) {
+    return;
+  }
+  m_lineAnswer = Ask(m_presence.Bus(), m_partner.c_str(), applist::kLinkInterface, "OpenLine",
+                     Callback<&DbusLink::OnLine>);
+}
+
+// A partner that has none to give is served over the bus.
+int DbusLink::OnLine(sd_bus_message* answer) {
+  const applist::BusError error(answer);
+  int calls = -1;
+  int events = -1;
+  int r = -sd_bus_message_get_errno(answer);
+  if (r >= 0) {
+    r = sd_bus_message_read(answer, "hh", &calls, &events);
+  }
+  m_lineAnswer.reset();
+  if (r >= 0) {
+    r = MakeLine(applist::DirectLine::Side::Client,
+                 {applist::Descriptor(fcntl(calls, F_DUPFD_CLOEXEC, 0)),
+                  applist::Descriptor(fcntl(events, F_DUPFD_CLOEXEC, 0))});
+  }
+  if (r < 0) {
+    m_noLineWith = m_partner;
+    APPLIST_LOGF(DLOG_INFO, "No direct line: %s", error.Text(r).c_str());
+  }
+  return 0;
+}
+
+int DbusLink::OnOpenLine(sd_bus_message* call) {
+  if (m_names.asksForLine || !IsConnected() || !IsFrom(call, m_partner)) {
+    return sd_bus_reply_method_errorf(call, SD_BUS_ERROR_ACCESS_DENIED,
+                                      "Only the owner of %s may ask its remote side for a line",
+                                      m_names.partner.incoming.c_str());
+  }
+  if (m_line != nullptr) {
+    return Refuse(call, "org.javamw.Link1.Error.Busy", "There is a direct line already");
+  }
+  applist::DirectLine::Sockets server;
+  applist::DirectLine::Sockets client;
+  int r = applist::DirectLine::MakePairs(server, client);
+  if (r >= 0) {
+    r = MakeLine(applist::DirectLine::Side::Server, std::move(server));
+  }
+  if (r >= 0) {
+    r = sd_bus_reply_method_return(call, "hh", client.calls.Get(), client.events.Get());
+  }
+  if (r < 0) {
+    GiveUpLine();
+  }
+  return r;
+}
+
+int DbusLink::MakeLine(applist::DirectLine::Side side, applist::DirectLine::Sockets sockets) {
+  m_line = std::make_unique<applist::DirectLine>(
+      applist::DirectLine::Upcalls{[this](sd_bus* bus) { return AddHandlers(bus); },
+                                   [this] { Wake(); }, [this] { LoseLine("it was closed"); }});
+  m_lineOwner = m_partner;
+  const int r = m_line->Start(m_event.get(), side, std::move(sockets));
+  if (r < 0) {
+    GiveUpLine();
+  }
+  return r;
+}
+
+// Returns whether the link is still there afterwards.
+//
+// What the partner has sent right behind its part of the handshake was read with it, so no
+// descriptor tells of it any more.
+bool DbusLink::CallOnLine() {
+  if (m_line == nullptr || !m_line->IsReady() || !m_names.asksForLine) {
+    return true;
+  }
+  if (m_line->HasCalls()) {
+    m_lineCalls = m_line->TakeCalls();
+    const std::weak_ptr<bool> alive = m_alive;
+    const std::unique_ptr<sd_bus, applist::BusUnref> events(sd_bus_ref(m_line->Events()));
+    while (sd_bus_process(events.get(), nullptr) > 0) {
+    }
+    if (alive.expired()) {
+      return false;
+    }
+  }
+  // All that was called on the bus has to be answered before.
+  if (m_lineCalls != nullptr && m_calls.UseLine(m_lineCalls)) {
+    APPLIST_LOGF(DLOG_INFO, "On a direct line to %s", m_names.partner.incoming.c_str());
+  }
+  return true;
+}
+
+// The bus says who owns the partner's name now. After an outage of the bus that is another unique
+// name for the same partner, which the partner can tell.
+bool DbusLink::KeepsLine(const std::string& owner) {
+  if (!m_lineOwner.empty()) {
+    return owner == m_lineOwner;
+  }
+  if (!owner.empty()) {
+    m_lineAnswer = Ask(m_line->Events(), nullptr, applist::kLinkInterface, "UniqueName",
+                       Callback<&DbusLink::OnLineName>);
+  }
+  return true;
+}
+
+int DbusLink::OnUniqueName(sd_bus_message* call) {
+  const char* name = nullptr;
+  if (sd_bus_is_ready(m_presence.Bus()) > 0) {
+    sd_bus_get_unique_name(m_presence.Bus(), &name);
+  }
+  return sd_bus_reply_method_return(call, "s", name != nullptr ? name : "");
+}
+
+int DbusLink::OnLineName(sd_bus_message* answer) {
+  const char* name = nullptr;
+  m_lineAnswer.reset();
+  if (sd_bus_message_is_method_error(answer, nullptr) > 0 ||
+      sd_bus_message_read(answer, "s", &name) < 0) {
+    LoseLine("it does not say whose it is");
+  } else if (!m_partner.empty() && m_partner == name) {
+    m_lineOwner = m_partner;
+    m_connectedTo = m_partner;
+    Wake();
+  } else if (!m_partner.empty()) {
+    GiveUpLine();
+    UpdateConnected();
+  }
+  return 0;
+}
+
+void DbusLink::GiveUpLine() {
+  if (m_line == nullptr) {
+    return;
+  }
+  m_lineAnswer.reset();
+  m_caughtUp.reset();
+  m_calls.LeaveLine();
+  m_inbox.ClearFrom(m_line->Events());
+  m_lineCalls.reset();
+  m_line.reset();
+  m_lineOwner.clear();
+  Wake();
+}
+
+// Where the partner is gone, the bus may not know yet: only the partner itself can say that it is
+// there. What it sends over the bus meanwhile is heard.
+void DbusLink::LoseLine(const char* cause) {
+  const std::weak_ptr<bool> alive = m_alive;
+  APPLIST_LOGF(DLOG_INFO, "No direct line any longer: %s", cause);
+  m_noLineWith = m_partner;
+  GiveUpLine();
+  m_partnerInDoubt = true;
+  UpdateConnected();
+  if (!alive.expired() && !m_partner.empty()) {
+    m_lineAnswer = Ask(m_presence.Bus(), m_partner.c_str(), kPeerInterface, "Ping",
+                       Callback<&DbusLink::OnPartnerThere>);
+  }
+}
+
+int DbusLink::OnPartnerThere(sd_bus_message* answer) {
+  m_lineAnswer.reset();
+  if (sd_bus_message_is_method_error(answer, nullptr) <= 0) {
+    m_partnerInDoubt = false;
+    UpdateConnected();
+  }
+  return 0;
+}
+
+// Ends the line for as long as the caller stays on the bus.
+int DbusLink::OnHoldBus(sd_bus_message* call) {
+  if (!m_names.asksForLine) {
+    return sd_bus_reply_method_errorf(call, SD_BUS_ERROR_NOT_SUPPORTED,
+                                      "Call this on the end that asks for lines: %s",
+                                      m_names.partner.incoming.c_str());
+  }
+  int r = 0;
+  if (m_holders == nullptr) {
+    sd_bus_track* created = nullptr;
+    r = sd_bus_track_new(m_presence.Bus(), &created, OnBusReleased, this);
+    m_holders.reset(created);
+  }
+  if (r >= 0) {
+    r = sd_bus_track_add_sender(m_holders.get(), call);
+  }
+  if (r >= 0) {
+    r = sd_bus_reply_method_return(call, nullptr);
+  }
+  if (r >= 0 && m_line != nullptr) {
+    LoseLine("somebody wants to see everything on the bus");
+  }
+  return r;
+}
+
+int DbusLink::OnBusReleased(sd_bus_track* /*holders*/, void* link) {
+  DbusLink* self = static_cast<DbusLink*>(link);
+  applist::Safely(
+      [self] {
+        self->m_noLineWith.clear();
+        self->AskForLine();
+      },
+      [self](const char* cause) { self->m_presence.Lose(cause); });
+  return 0;
+}
+
+int DbusLink::GetPartner(sd_bus* /*bus*/, const char* /*path*/, const char* /*interface*/,
+                         const char* /*property*/, sd_bus_message* reply, void* link,
+                         sd_bus_error* /*error*/) {
+  return sd_bus_message_append(reply, "s", static_cast<DbusLink*>(link)->m_connectedTo.c_str());
+}
+
+int DbusLink::GetHung(sd_bus* /*bus*/, const char* /*path*/, const char* /*interface*/,
+                      const char* /*property*/, sd_bus_message* reply, void* link,
+                      sd_bus_error* /*error*/) {
+  return sd_bus_message_append(reply, "b", static_cast<DbusLink*>(link)->m_calls.IsHung() ? 1 : 0);
+}
+
+int DbusLink::GetDirect(sd_bus* /*bus*/, const char* /*path*/, const char* /*interface*/,
+                        const char* /*property*/, sd_bus_message* reply, void* link,
+                        sd_bus_error* /*error*/) {
+  return sd_bus_message_append(reply, "b", static_cast<DbusLink*>(link)->IsDirect() ? 1 : 0);
 }
 
 // What comes in
 
 void DbusLink::TakeNotification(sd_bus_message* message) {
-  if (!IsFrom(message, m_partner)) {
+  if (!IsFrom(message, m_partner) && !IsFromLine(message)) {
     LogUnheard(message, "it does not own the partner's name");
   } else if (sd_bus_message_has_signature(message, "ay") <= 0) {
     LogUnheard(message, "it is not one array of bytes");
@@ -259,10 +568,14 @@ bool DbusLink::Deliver(sd_bus_message* message) {
   return !alive.expired() && m_calls.Hangs() != hangs;
 }
 
-// The descriptor is watched as a duplicate: the connection may be closed by another thread.
+// Looks after everything that another thread may have changed. The descriptor is watched as a
+// duplicate: the connection may be closed by another thread.
 void DbusLink::TendCalls() {
   int fd = -1;
   int events = 0;
+  if (!CallOnLine()) {
+    return;
+  }
   m_tending.reset();
   if (m_calls.Tend(fd, events)) {
     int result = 0;
@@ -270,6 +583,10 @@ void DbusLink::TendCalls() {
                                          static_cast<uint32_t>(events), OnTend, this, result);
   }
   m_inbox.DeliverLater();
+  AnnounceState();
+  if (m_calls.TakeLostLine() && m_line != nullptr) {
+    LoseLine("calls on it fail");
+  }
 }
 
 void DbusLink::LogUnheard(sd_bus_message* message, const char* what) {
@@ -288,7 +605,7 @@ int DbusLink::Refuse(sd_bus_message* call, const char* error, const char* senten
 }
 
 int DbusLink::AnswerCall(sd_bus_message* call) {
-  if (!IsFrom(call, m_partnerCalls)) {
+  if (!IsFrom(call, m_partnerCalls) && !IsFromLine(call)) {
     return sd_bus_reply_method_errorf(call, SD_BUS_ERROR_ACCESS_DENIED,
                                       "Only the owner of %s may call Send here",
                                       m_names.partner.calls.c_str());
@@ -349,8 +666,8 @@ int DbusLink::OnIncoming(sd_bus_message* message) {
     TakeNotification(message);
     return 1;
   }
-  if (sd_bus_message_is_method_call(message, "org.freedesktop.DBus.Peer", "Ping") > 0 &&
-      IsFrom(message, m_partner)) {
+  if (sd_bus_message_is_method_call(message, kPeerInterface, "Ping") > 0 &&
+      (IsFrom(message, m_partner) || IsFromEvents(message))) {
     Queue(message);
     return 1;
   }

@@ -14,6 +14,7 @@
 #include "dbus/BusConnection.h"
 #include "dbus/BusPresence.h"
 #include "dbus/CallConnection.h"
+#include "dbus/DirectLine.h"
 #include "dbus/EventSource.h"
 #include "dbus/Inbox.h"
 #include "dbus/LinkNames.h"
@@ -34,6 +35,13 @@
 // in whose handling a call timed out is then delivered once more. A ping of the partner's incoming
 // connection takes its place among them. One of its connection for calls asks only whether we hang,
 // and is answered at once: otherwise two ends could wait for each other.
+//
+// When the two ends have met, the user interface's end asks for a direct line, two sockets beside
+// the bus, and both send on them from then on (DirectLine). The bus goes on to say who the partner
+// is: a line belongs to the owner of the name that it was asked from, and is given up with it. A
+// bus that goes away takes no line along; when it is back, the ends ask one another by which name
+// it knows them now. A line that comes to its end while the partner is there costs a message or
+// two, so the ends count as parted and start over, and stay on the bus with each other.
 //
 // Construct, run the loop and destroy on one thread; Send from any. Upcalls come from the loop
 // only, and may destroy the link.
@@ -84,15 +92,33 @@ class DbusLink {
   void OnNameTaken(std::function<void(const std::string& owner)> taken);
 
   bool IsConnected() const { return !m_connectedTo.empty(); }
+
+  // Whether frames travel on a direct line.
+  bool IsDirect() const;
   const applist::LinkNames& Names() const { return m_names; }
 
  private:
   void AddSources();
   void Wake();
   int Prepare(sd_bus* bus);
+  int AddHandlers(sd_bus* bus);
   void TakeLoss();
   void TakePartner(const std::string& owner);
   void TakePartnerCalls(const std::string& owner);
+  applist::SlotPtr Ask(sd_bus* bus, const char* destination, const char* interface,
+                       const char* question, sd_bus_message_handler_t onAnswer);
+  void AskForLine();
+  int MakeLine(applist::DirectLine::Side side, applist::DirectLine::Sockets sockets);
+  bool CallOnLine();
+  bool KeepsLine(const std::string& owner);
+  void GiveUpLine();
+  void LoseLine(const char* cause);
+  bool IsFromLine(sd_bus_message* message) const;
+  bool IsFromEvents(sd_bus_message* message) const;
+  bool NotifiesOnLine() const { return m_line != nullptr && !m_names.asksForLine; }
+  sd_bus* Way() const { return NotifiesOnLine() ? m_line->Events() : m_presence.Bus(); }
+  const char* Destination() const { return NotifiesOnLine() ? nullptr : m_partner.c_str(); }
+  void AnnounceState();
   void LogUnheard(sd_bus_message* message, const char* what);
   void UpdateConnected();
   bool TellConnected(bool state);
@@ -108,11 +134,34 @@ class DbusLink {
   // Handlers of the D-Bus library, which get there through Callback.
   int OnIncoming(sd_bus_message* message);
   int OnCaughtUp(sd_bus_message* answer);
+  int OnLine(sd_bus_message* answer);
+  int OnLineName(sd_bus_message* answer);
+  int OnPartnerThere(sd_bus_message* answer);
+  int OnOpenLine(sd_bus_message* call);
+  int OnUniqueName(sd_bus_message* call);
+  int OnHoldBus(sd_bus_message* call);
+
+  static int OnBusReleased(sd_bus_track* holders, void* link);
+  static int GetPartner(sd_bus* bus, const char* path, const char* interface, const char* property,
+                        sd_bus_message* reply, void* link, sd_bus_error* error);
+  static int GetHung(sd_bus* bus, const char* path, const char* interface, const char* property,
+                     sd_bus_message* reply, void* link, sd_bus_error* error);
+  static int GetDirect(sd_bus* bus, const char* path, const char* interface, const char* property,
+                       sd_bus_message* reply, void* link, sd_bus_error* error);
 
   template <int (DbusLink::*Handler)(sd_bus_message*)>
   static int Callback(sd_bus_message* message, void* link, sd_bus_error* error);
   static int OnTend(sd_event_source* source, int fd, uint32_t events, void* link);
   static int OnWake(sd_event_source* source, int fd, uint32_t events, void* link);
+
+  struct TrackUnref {
+    void operator()(sd_bus_track* track) const { sd_bus_track_unref(track); }
+  };
+  struct State {
+    std::string partner;
+    bool hung = false;
+    bool direct = false;
+  };
 
   const applist::LinkNames m_names;
   const Upcalls m_upcalls;
@@ -136,12 +185,30 @@ class DbusLink {
   // The unique names that own the partner's two names, empty where nobody does.
   std::string m_partner;
   std::string m_partnerCalls;
+  // Whether the partner has yet to say that it is there.
+  bool m_partnerInDoubt = false;
   // The last one that owned the name for calls.
   std::string m_lastPartnerCalls;
   // The partner that the upcall last named as ready, empty when not connected.
   std::string m_connectedTo;
   // Whose message was last not heard, so that the log says it once.
   std::string m_unheard;
+
+  std::unique_ptr<applist::DirectLine> m_line;
+  // Its connection for calls, while it waits for the calls on the bus to end.
+  applist::BusPtr m_lineCalls;
+  // The partner that the line belongs to. Empty while that has to be found out again, because the
+  // bus has been away meanwhile.
+  std::string m_lineOwner;
+  // The partner that is not asked for a line any more.
+  std::string m_noLineWith;
+  // The answer to the question for a line, for the name of who has its other end, or for a sign
+  // that the partner is there.
+  applist::SlotPtr m_lineAnswer;
+  // Who wants everything to go over the bus.
+  std::unique_ptr<sd_bus_track, TrackUnref> m_holders;
+  // What the properties were when they were last announced.
+  State m_announced;
 };
 
 #endif

@@ -4,6 +4,7 @@
 
 #include <systemd/sd-event.h>
 
+#include <algorithm>
 #include <utility>
 
 #include "dbus/Guard.h"
@@ -48,6 +49,13 @@ bool Inbox::Add(sd_bus_message* message) {
     DeliverLater();
   }
   return true;
+}
+
+void Inbox::ClearFrom(const sd_bus* bus) {
+  const auto isFrom = [bus](const MessagePtr& message) {
+    return sd_bus_message_get_bus(message.get()) == bus;
+  };
+  m_waiting.erase(std::remove_if(m_waiting.begin(), m_waiting.end(), isFrom), m_waiting.end());
 }
 
 void Inbox::CountIncoming() {

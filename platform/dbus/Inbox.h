@@ -43,6 +43,9 @@ class Inbox {
   bool Add(sd_bus_message* message);
   void Clear() { m_waiting.clear(); }
 
+  // Drops what has come in on `bus`.
+  void ClearFrom(const sd_bus* bus);
+
   // Something has come in.
   void CountIncoming();
 

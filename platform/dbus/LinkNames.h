@@ -22,12 +22,14 @@ struct LinkNames {
   LinkEnd own;
   LinkEnd partner;
   std::string objectPath;
+  // Whether this end asks for a direct line, which the other one gives out.
+  bool asksForLine;
 
   static LinkNames ForUserInterface(const std::string& service) {
-    return {End(service, "Ui"), End(service, "Local"), "/org/javamw/" + service};
+    return {End(service, "Ui"), End(service, "Local"), "/org/javamw/" + service, true};
   }
   static LinkNames ForRemoteSide(const std::string& service) {
-    return {End(service, "Local"), End(service, "Ui"), "/org/javamw/" + service};
+    return {End(service, "Local"), End(service, "Ui"), "/org/javamw/" + service, false};
   }
 
   // The namespace that holds all four bus names, and no others of this system.

@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 //
 // The daemon's control interface, as any D-Bus tool sees it.
+#include <cstring>
+
 #include "bus/BusFixture.h"
 #include "bus/BusPeer.h"
 
@@ -78,7 +80,9 @@ class ControlTest : public BusTest {
     std::vector<std::string>& changes = static_cast<ControlTest*>(test)->m_changes;
     const char* text = nullptr;
     EXPECT_GE(sd_bus_message_read(message, "s", &text), 0);
-    EXPECT_STREQ(text, kControl);
+    if (text == nullptr || std::strcmp(text, kControl) != 0) {
+      return 0;
+    }
     EXPECT_GE(sd_bus_message_enter_container(message, 'a', "{sv}"), 0);
     while (sd_bus_message_enter_container(message, 'e', "sv") > 0) {
       const char* type = nullptr;

@@ -142,6 +142,8 @@ TEST_F(LinkDestructionTest, SeveralHundredModelsLeaveNoDescriptor) {
   StartUi();
   ASSERT_TRUE(WaitFor([&] { return AreConnected(); }));
   uiEnd.reset();
+  // The remote side, in the same process, would close its end of a direct line some time later.
+  setenv("APPLIST_LINE", "bus", 1);
   live(3);
   loop.Dispatch();
   const std::vector<std::string> before = OpenDescriptors();
@@ -149,6 +151,7 @@ TEST_F(LinkDestructionTest, SeveralHundredModelsLeaveNoDescriptor) {
     live(k % 4);
   }
   loop.Dispatch();
+  unsetenv("APPLIST_LINE");
   EXPECT_EQ(OpenDescriptors(), before);
 }
 
@@ -160,6 +163,8 @@ TEST_F(LinkDestructionTest, SeveralHundredModelsThatMeetTheRemoteSideLeaveNoDesc
     EXPECT_TRUE(WaitFor([&] { return !uiEnd->States().empty(); }));
     EXPECT_EQ(uiEnd->Send(2000, ""), "reply");
     uiEnd.reset();
+    EXPECT_TRUE(
+        WaitFor([&] { return !remote->States().empty() && remote->States().back().first == 0; }));
   };
   live();
   const std::vector<std::string> before = OpenDescriptors();

@@ -72,6 +72,7 @@ class FaultTest : public BusTest {
   void ListenToClicks();
   // Has each side work off what the other has sent.
   void CatchUp();
+  bool AreOnTheBus();
 
   // Every click that the remote side did, it did once and in order; none was lost so far, where
   // nothing was there to lose it.

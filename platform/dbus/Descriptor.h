@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 //
 // A file descriptor that is closed with its object.
-#ifndef APPLIST_SUPPORT_DESCRIPTOR_H
-#define APPLIST_SUPPORT_DESCRIPTOR_H
+#ifndef APPLIST_DBUS_DESCRIPTOR_H
+#define APPLIST_DBUS_DESCRIPTOR_H
 
 #include <unistd.h>
 
@@ -15,10 +15,16 @@ class Descriptor {
  public:
   explicit Descriptor(int fd = -1) : m_fd(fd) {}
   ~Descriptor() { Close(); }
-  Descriptor(Descriptor&& other) noexcept : m_fd(std::exchange(other.m_fd, -1)) {}
-  Descriptor& operator=(Descriptor&&) = delete;
+  Descriptor(Descriptor&& other) noexcept : m_fd(other.Release()) {}
+  Descriptor& operator=(Descriptor&& other) noexcept {
+    std::swap(m_fd, other.m_fd);
+    return *this;
+  }
 
   int Get() const { return m_fd; }
+
+  // Leaves the descriptor to the caller.
+  int Release() { return std::exchange(m_fd, -1); }
 
   void Close() {
     if (m_fd >= 0) {

@@ -1,0 +1,109 @@
+// SPDX-FileCopyrightText: 2026 The AppList authors
+// SPDX-License-Identifier: MIT
+#include "dbus/DirectLine.h"
+
+#include <sys/socket.h>
+#include <systemd/sd-event.h>
+
+#include <cerrno>
+
+namespace applist {
+
+namespace {
+
+int MakePair(Descriptor& one, Descriptor& other) {
+  int fds[2] = {-1, -1};
+  if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, fds) < 0) {
+    return -errno;
+  }
+  one = Descriptor(fds[0]);
+  other = Descriptor(fds[1]);
+  return 0;
+}
+
+}  // namespace
+
+int DirectLine::MakePairs(Sockets& server, Sockets& client) {
+  const int r = MakePair(server.calls, client.calls);
+  return r < 0 ? r : MakePair(server.events, client.events);
+}
+
+int DirectLine::Start(sd_event* event, Side side, Sockets sockets) {
+  m_event = event;
+  int r =
+      AddConnection("applist-line-calls", side, std::move(sockets.calls), m_calls, m_callsSlots);
+  if (r >= 0 && side == Side::Server) {
+    r = m_upcalls.prepare(m_calls.get());
+  }
+  if (r >= 0) {
+    r = AddConnection("applist-line-events", side, std::move(sockets.events), m_events,
+                      m_eventsSlots);
+  }
+  return r < 0 ? r : m_upcalls.prepare(m_events.get());
+}
+
+// Each end trusts the other: the credentials of the sockets are those of the process that has made
+// them, and say nothing that the bus did not say when it passed them.
+int DirectLine::AddConnection(const char* description, Side side, Descriptor socket, BusPtr& bus,
+                              Slots& slots) {
+  sd_bus* created = nullptr;
+  int r = sd_bus_new(&created);
+  bus.reset(created);
+  if (r >= 0) {
+    r = sd_bus_set_description(created, description);
+  }
+  if (r >= 0) {
+    r = sd_bus_set_fd(created, socket.Get(), socket.Get());
+  }
+  if (r >= 0) {
+    socket.Release();
+    r = sd_bus_negotiate_fds(created, 0);
+  }
+  if (r >= 0) {
+    r = sd_bus_set_anonymous(created, 1);
+  }
+  if (r >= 0) {
+    r = sd_bus_set_trusted(created, 1);
+  }
+  if (r >= 0 && side == Side::Server) {
+    sd_id128_t id{};
+    sd_id128_randomize(&id);
+    r = sd_bus_set_server(created, 1, id);
+  }
+  if (r >= 0) {
+    r = sd_bus_set_connected_signal(created, 1);
+  }
+  if (r >= 0) {
+    r = sd_bus_start(created);
+  }
+  if (r >= 0) {
+    r = MatchLocal(created, "Connected", OnReady, this, &slots.ready);
+  }
+  if (r >= 0) {
+    r = MatchLocal(created, "Disconnected", OnLost, this, &slots.lost);
+  }
+  return r < 0 ? r : sd_bus_attach_event(created, m_event, SD_EVENT_PRIORITY_NORMAL);
+}
+
+BusPtr DirectLine::TakeCalls() {
+  m_callsSlots = Slots();
+  sd_bus_detach_event(m_calls.get());
+  return std::move(m_calls);
+}
+
+int DirectLine::OnReady(sd_bus_message* message, void* line, sd_bus_error* /*error*/) {
+  DirectLine* self = static_cast<DirectLine*>(line);
+  const bool isEvents = sd_bus_message_get_bus(message) == self->m_events.get();
+  (isEvents ? self->m_eventsReady : self->m_callsReady) = true;
+  if (self->IsReady()) {
+    self->m_upcalls.ready();
+  }
+  return 0;
+}
+
+int DirectLine::OnLost(sd_bus_message* /*message*/, void* line, sd_bus_error* /*error*/) {
+  static_cast<DirectLine*>(line)->m_upcalls.lost();
+  return 0;
+}
+
+}  // namespace applist
