@@ -15,9 +15,12 @@
 
 namespace {
 
-// The items of a payload that is one item after another and nothing else.
+// The items of a payload that is one item after another and nothing else. A stream keeps a lack of
+// memory to itself, as a bad bit, unless told otherwise: it would pass for a malformed payload
+// here, and for the whole list in Encode.
 std::vector<RemoteAppListItem> Decode(const std::vector<char>& data) {
   std::istringstream in(std::string(data.begin(), data.end()));
+  in.exceptions(std::ios_base::badbit);
   std::vector<RemoteAppListItem> items;
   while (in.peek() != std::istringstream::traits_type::eof()) {
     RemoteAppListItem item;
@@ -52,6 +55,7 @@ void ExpectEmpty(const std::vector<char>& data) {
 
 std::vector<char> Encode(const std::vector<RemoteAppListItem>& items) {
   std::ostringstream out;
+  out.exceptions(std::ios_base::badbit);
   for (const RemoteAppListItem& item : items) {
     out << item;
   }
@@ -110,24 +114,27 @@ void LocalAppListModel::OnConnection(bool state) {
 //
 // Starting over keeps the selection: the user interface may be about to ask for it, and would lose
 // its own to an empty answer. At the end both sides agree on it once more.
+//
+// Where memory is too short even for that, it is made up for with the next message.
 void LocalAppListModel::Announce() {
   const bool hadItems = !m_items.empty();
   m_items.clear();
+  m_filling = Filling::Unasked;
   if (hadItems && m_observer) {
     m_observer(Change::Items);
   }
-  m_filling = Filling::Expected;
   m_IPC.SendNotification(APPLIST_LOCAL_CREATED_EVENT, "");
   Link().WhenPartnerHasCaughtUp([this, selected = m_selection.has_value()] {
-    const bool unsure = m_filling == Filling::Unsure;
+    const bool again = m_filling == Filling::Unsure || m_filling == Filling::Unasked;
     m_filling = Filling::Done;
-    if (unsure) {
+    if (again) {
       Announce();
     } else if (selected && m_selection) {
       const auto listed = Find(m_selection->GetUnigueId());
       ChangeSelection(listed != m_items.end() ? std::make_optional(*listed) : std::nullopt);
     }
   });
+  m_filling = Filling::Expected;
 }
 
 // A message that fails for want of memory may be half applied, and the user interface has done its
@@ -135,6 +142,9 @@ void LocalAppListModel::Announce() {
 std::vector<char> LocalAppListModel::OnMessageReceive(int messageId,
                                                       const std::vector<char>& data) {
   try {
+    if (m_filling == Filling::Unasked) {
+      Announce();
+    }
     return Apply(messageId, data);
   } catch (const LinkRefusal&) {
     throw;
@@ -249,8 +259,8 @@ void LocalAppListModel::AddItemAtEnd(const RemoteAppListItem& item) {
   Tell(APPLIST_ITEM_CHANGE_EVENT, Change::Items);
 }
 
-void LocalAppListModel::SetClicked(const RemoteAppListItem& item) {
-  m_lastClicked = item;
+void LocalAppListModel::SetClicked(RemoteAppListItem item) {
+  m_lastClicked = std::move(item);
   Tell(APPLIST_ITEM_CLICKED_EVENT, Change::Click);
 }
 

@@ -71,8 +71,9 @@ class LocalAppListModel {
     LocalAppListModel* m_model;
   };
 
-  // How far the list of a user interface that has just appeared is in: see Announce.
-  enum class Filling { Done, Expected, Begun, Unsure };
+  // How far the list of a user interface that has just appeared is in: see Announce. Unasked is
+  // one that could not be asked for.
+  enum class Filling { Done, Unasked, Expected, Begun, Unsure };
 
   std::vector<char> OnMessageReceive(int messageId, const std::vector<char>& data);
   std::vector<char> Apply(int messageId, const std::vector<char>& data);
@@ -84,7 +85,7 @@ class LocalAppListModel {
   void AddItems(const std::vector<char>& data);
   bool SkipKnown(ItemList& items, bool keep);
   void AddItemAtEnd(const RemoteAppListItem& item);
-  void SetClicked(const RemoteAppListItem& item);
+  void SetClicked(RemoteAppListItem item);
   void RemoveItem(RemoteAppListItem item);
   void ModifyItem(RemoteAppListItem oldItem, const RemoteAppListItem& newItem);
 
