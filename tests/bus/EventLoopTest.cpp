@@ -3,8 +3,10 @@
 //
 // The loop in a program with a main loop of its own, and in one without.
 #include <poll.h>
+#include <systemd/sd-event.h>
 
 #include "bus/BusFixture.h"
+#include "bus/BusPeer.h"
 
 namespace applist_test {
 namespace {
@@ -150,6 +152,124 @@ TEST_F(EventLoopTest, RunHearsARemoteSideThatStarts) {
   loop.Run();
   clicked.wait();
   EXPECT_EQ(ui->clicked, 1);
+}
+
+// A program with code of its own on the loop that it shares with the models of the thread, and a
+// main loop that asks for the time-out. What is queued there does not show on the descriptor.
+class SharedLoopTest : public EventLoopTest {
+ protected:
+  SharedLoopTest() { sd_event_default(&event); }
+  ~SharedLoopTest() override {
+    sd_event_source_unref(m_source);
+    sd_bus_detach_event(peer.Bus());
+    sd_event_unref(event);
+  }
+
+  // Something to do in the next turn of the loop.
+  void QueueTask() {
+    sd_event_source_unref(m_source);
+    ASSERT_GE(sd_event_add_defer(event, &m_source, OnTask, &tasksDone), 0);
+  }
+  int tasksDone = 0;
+
+  // Messages that a connection on the loop has read, waiting for an answer, but not dispatched.
+  void QueueMessages(int count) {
+    BusPeer sender(bus.Address());
+    for (int k = 0; k < count; ++k) {
+      sender.Notify(peer.UniqueName(), Frame(k));
+    }
+    // Behind the messages, as the bus keeps them in order.
+    sender.OwnerOf(kUiName);
+    peer.OwnerOf(kUiName);
+  }
+  size_t MessagesHeard() { return peer.Notifications().size(); }
+
+  void Attach() { ASSERT_GE(sd_bus_attach_event(peer.Bus(), event, SD_EVENT_PRIORITY_NORMAL), 0); }
+
+  // The program's main loop. Fails when it would sleep for ever.
+  bool PollWithTimeOutUntil(const std::function<bool()>& condition) {
+    while (!condition()) {
+      const int timeout = loop.NextTimeout();
+      const int longest = static_cast<int>(std::chrono::milliseconds(kDeadline).count());
+      if (!IsReadable(timeout < 0 ? longest : timeout) && timeout != 0) {
+        return false;
+      }
+      loop.Dispatch();
+    }
+    return true;
+  }
+
+  void BecomeIdle() {
+    ASSERT_TRUE(BecomesIdle());
+    ASSERT_EQ(loop.NextTimeout(), -1);
+  }
+
+  BusPeer peer{bus.Address()};
+  sd_event* event = nullptr;
+
+ private:
+  static int OnTask(sd_event_source* /*source*/, void* done) {
+    ++*static_cast<int*>(done);
+    return 0;
+  }
+
+  sd_event_source* m_source = nullptr;
+};
+
+TEST_F(SharedLoopTest, WithNothingToDoThereIsNoTimeOut) {
+  EXPECT_EQ(EventLoop().NextTimeout(), -1);
+  Connect();
+  ui->model.AddItems(ui->NewItems({"a"}));
+  Settle();
+  BecomeIdle();
+  EXPECT_EQ(loop.NextTimeout(), -1) << "however often it is asked";
+  StopDaemon();
+  BecomeIdle();
+}
+
+TEST_F(SharedLoopTest, ATaskThatIsQueuedIsNotToBeWaitedFor) {
+  loop.Dispatch();
+  QueueTask();
+  EXPECT_FALSE(IsReadable());
+  EXPECT_EQ(loop.NextTimeout(), 0);
+  EXPECT_EQ(loop.NextTimeout(), 0) << "until it is dispatched";
+  loop.Dispatch();
+  EXPECT_EQ(tasksDone, 1);
+  BecomeIdle();
+}
+
+TEST_F(SharedLoopTest, AMainLoopThatAsksForTheTimeOutDoesEveryTask) {
+  for (int count = 1; count <= 10; ++count) {
+    QueueTask();
+    ASSERT_TRUE(PollWithTimeOutUntil([&] { return tasksDone == count; })) << count;
+  }
+}
+
+TEST_F(SharedLoopTest, AMainLoopThatAsksForTheTimeOutHearsWhatAConnectionHasReadAlready) {
+  constexpr int kCount = 10;
+  Attach();
+  loop.Dispatch();
+  QueueMessages(kCount);
+  EXPECT_FALSE(IsReadable());
+  EXPECT_EQ(MessagesHeard(), 0U);
+  EXPECT_TRUE(PollWithTimeOutUntil([&] { return MessagesHeard() == kCount; }));
+}
+
+TEST_F(SharedLoopTest, TheExchangeGoesOnBesideCodeThatSharesTheLoop) {
+  ui = std::make_unique<UserInterface>();
+  ui->model.AddItems(ui->NewItems({"a", "b"}));
+  Attach();
+  QueueTask();
+  QueueMessages(1);
+  StartDaemon();
+  ASSERT_TRUE(PollWithTimeOutUntil([&] { return ui->changed == 1; }));
+  EXPECT_EQ(tasksDone, 1);
+  EXPECT_EQ(MessagesHeard(), 1U);
+  EXPECT_EQ(RemoteHolds().items, Named({"a", "b"}));
+  control.Select("b");
+  QueueMessages(1);
+  ASSERT_TRUE(PollWithTimeOutUntil([&] { return ui->selected == 1 && MessagesHeard() == 2; }));
+  EXPECT_EQ(ui->Holds().selection, "b");
 }
 
 }  // namespace
