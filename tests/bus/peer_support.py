@@ -11,7 +11,6 @@ import re
 import signal
 import subprocess
 import sys
-import tempfile
 import threading
 import time
 import unittest
@@ -24,19 +23,6 @@ HERE = pathlib.Path(__file__).resolve().parent
 PAGE = (HERE.parent.parent / 'docs' / 'protocol.md').read_text(encoding='utf-8')
 # For what must happen, on however slow a machine.
 DEADLINE = 120
-
-BUS_CONFIGURATION = '''<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
- "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
-<busconfig>
-  <type>session</type>
-  <listen>{address}</listen>
-  <policy context="default">
-    <allow send_destination="*" eavesdrop="true"/>
-    <allow eavesdrop="true"/>
-    <allow own="*"/>
-  </policy>
-</busconfig>
-'''
 
 CONTROL = ('org.javamw.Applist.Local', '/org/javamw/Applist', 'org.javamw.Applist.Control1')
 
@@ -128,27 +114,13 @@ class BusTest(unittest.TestCase):
     programs = {}
 
     def setUp(self):
-        folder = tempfile.TemporaryDirectory(prefix='applist-bus-')
-        self.addCleanup(folder.cleanup)
-        self.address = f'unix:path={folder.name}/bus'
-        configuration = pathlib.Path(folder.name) / 'bus.conf'
-        configuration.write_text(BUS_CONFIGURATION.format(address=self.address))
-        os.environ['DBUS_SESSION_BUS_ADDRESS'] = self.address
         # Nothing here is about how long a call may take.
         os.environ['APPLIST_CALL_TIMEOUT_MS'] = str(DEADLINE * 1000)
-        self._start_bus(configuration)
-
-    def _start_bus(self, configuration):
-        readable, writable = os.pipe()
-        bus = subprocess.Popen(
-            ['dbus-daemon', '--nofork', '--nosyslog', f'--config-file={configuration}',
-             f'--print-address={writable}'],
-            pass_fds=[writable], preexec_fn=die_with_parent)
-        os.close(writable)
+        bus = self.program('private-bus')
+        # Which takes its folder with it.
         self.addCleanup(bus.wait)
-        self.addCleanup(bus.terminate)
-        with os.fdopen(readable) as printed:
-            self.assertTrue(printed.readline(), 'the bus did not start')
+        self.address = bus.wait_for(lambda line: 'address' in line, 'the bus')['address']
+        os.environ['DBUS_SESSION_BUS_ADDRESS'] = self.address
 
     def program(self, name, *arguments):
         """Starts one of the programs that the test was given, or a peer of this folder."""

@@ -9,16 +9,23 @@ find_program(APPLIST_PYTHON python3 PATHS /usr/bin NO_DEFAULT_PATH REQUIRED
 applist_program(model-driver ModelDriver.cpp)
 target_link_libraries(model-driver PRIVATE applist-platform)
 
-# python_test(NAME TARGET... ): tests/bus/NAME.py, which is told where the given programs are.
+applist_program(private-bus PrivateBusProcess.cpp)
+target_link_libraries(private-bus PRIVATE applist-support)
+
+# python_test(NAME TARGET... ): tests/bus/NAME.py on each of the two daemons. It is told where the
+# given programs are.
 function(python_test name)
   set(programs)
-  foreach(target IN LISTS ARGN)
+  foreach(target IN LISTS ARGN ITEMS private-bus)
     list(APPEND programs ${target}=$<TARGET_FILE:${target}>)
   endforeach()
   # -B: the source folder stays as it is.
-  add_test(NAME bus.${name}
-    COMMAND ${APPLIST_PYTHON} -B ${CMAKE_CURRENT_SOURCE_DIR}/${name}.py ${programs})
-  set_tests_properties(bus.${name} PROPERTIES TIMEOUT 600 LABELS bus)
+  set(command ${APPLIST_PYTHON} -B ${CMAKE_CURRENT_SOURCE_DIR}/${name}.py ${programs})
+  add_test(NAME bus.${name} COMMAND ${command})
+  add_test(NAME broker.${name} COMMAND ${command})
+  set_tests_properties(bus.${name} broker.${name} PROPERTIES TIMEOUT 600 LABELS bus)
+  set_tests_properties(bus.${name} PROPERTIES ENVIRONMENT APPLIST_TEST_BUS=dbus-daemon)
+  set_tests_properties(broker.${name} PROPERTIES ENVIRONMENT APPLIST_TEST_BUS=dbus-broker)
 endfunction()
 
 python_test(protocol_page_test applistd model-driver)
