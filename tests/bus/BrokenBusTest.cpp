@@ -6,6 +6,7 @@
 #include <systemd/sd-event.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <mutex>
 #include <random>
 
@@ -149,6 +150,8 @@ std::ostream& operator<<(std::ostream& out, const Breakage& breakage) {
 
 class BrokenBusTest : public BusTest {
  protected:
+  BrokenBusTest() : BusTest(CallsWait::AsUsual) { setenv("APPLIST_LOG", "info", 1); }
+
   static size_t Count(const std::string& text, const std::string& part) {
     size_t count = 0;
     for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
@@ -186,11 +189,10 @@ class BrokenBusTest : public BusTest {
     ExpectBoth({Named({"a", "b", "while it is broken"}), ""});
   }
 
+  std::string Path() const { return bus.Address().substr(std::string("unix:path=").size()); }
+
   std::vector<BrokenBus::Visit> visits;
   std::string log;
-
- private:
-  std::string Path() const { return bus.Address().substr(std::string("unix:path=").size()); }
 };
 
 TEST_F(BrokenBusTest, IsTriedLessAndLessOften) {

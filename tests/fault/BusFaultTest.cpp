@@ -54,6 +54,17 @@ TEST_F(BusFaultTest, KilledAndStartedAgainWhileTheRemoteSideIsStopped) {
   });
 }
 
+TEST_F(BusFaultTest, ModelsComeAndGoWhileThereIsNoBus) {
+  RunSeries(Rounds(3, 50), [&] {
+    StopBus();
+    Work(Below(5));
+    NewUserInterface();
+    Work(Below(5));
+    NewUserInterface();
+    StartBus();
+  });
+}
+
 TEST_F(BusFaultTest, EveryOrderOfStartingLeadsToTheSame) {
   std::array<Part, 3> order = {Part::Bus, Part::Remote, Part::Ui};
   RunSeries(6 * Rounds(1, 50), [&] {

@@ -132,6 +132,19 @@ TEST_F(RemoteFaultTest, ReplacedInOneStepByOneThatWaitsForTheName) {
   });
 }
 
+// The last model goes with frames that the remote side has not taken, and the next one meets a
+// hang.
+TEST_F(RemoteFaultTest, ModelsComeAndGoWhileTheRemoteSideIsStopped) {
+  RunSeries(Rounds(2, 50), [&] {
+    daemon->Signal(SIGSTOP);
+    Work(5);
+    NewUserInterface();
+    Work(5);
+    NewUserInterface();
+    daemon->Signal(SIGCONT);
+  });
+}
+
 TEST_F(RemoteFaultTest, UserInterfaceIsReplacedByAnotherProcess) {
   StartDaemon();
   auto process = StartUiProcess({"first"});
