@@ -39,7 +39,11 @@ int EventLoop::Fd() const {
   return sd_event_get_fd(m_event.get());
 }
 
+// Where it was asked before and nobody has dispatched since, something may have been queued.
 int EventLoop::NextTimeout() {
+  if (sd_event_get_state(m_event.get()) == SD_EVENT_ARMED) {
+    sd_event_wait(m_event.get(), 0);
+  }
   if (sd_event_get_state(m_event.get()) == SD_EVENT_INITIAL) {
     sd_event_prepare(m_event.get());
   }

@@ -272,5 +272,17 @@ TEST_F(SharedLoopTest, TheExchangeGoesOnBesideCodeThatSharesTheLoop) {
   EXPECT_EQ(ui->Holds().selection, "b");
 }
 
+// The program does something else between the question and the poll, or is woken up for it.
+TEST_F(SharedLoopTest, WhatIsQueuedAfterTheQuestionIsSeenByTheNextOne) {
+  Attach();
+  loop.Dispatch();
+  BecomeIdle();
+  QueueTask();
+  EXPECT_TRUE(PollWithTimeOutUntil([&] { return tasksDone == 1; }));
+  BecomeIdle();
+  QueueMessages(1);
+  EXPECT_TRUE(PollWithTimeOutUntil([&] { return MessagesHeard() == 1; }));
+}
+
 }  // namespace
 }  // namespace applist_test
