@@ -26,9 +26,11 @@ class CallConnection::Deadline {
   const std::chrono::steady_clock::time_point m_at = std::chrono::steady_clock::now() + m_timeout;
 };
 
+// The other connection has just heard from the bus, so this one may wait for it.
 NameAnswer CallConnection::Open() {
   const Deadline deadline;
   const std::lock_guard<std::mutex> lock(m_mutex);
+  m_busAnswers = true;
   OpenLocked(deadline);
   return m_nameAnswer;
 }
@@ -132,9 +134,7 @@ void CallConnection::ForgetLine() {
 // on a lost connection would fail without a try on a new one.
 bool CallConnection::OpenLocked(const Deadline& deadline) {
   Process();
-  if (m_bus == nullptr) {
-    Connect(deadline);
-  }
+  Connect(deadline);
   if (m_bus == nullptr || sd_bus_is_ready(m_bus.get()) <= 0) {
     return false;
   }
@@ -167,7 +167,9 @@ void CallConnection::Forget() {
 
 void CallConnection::Connect(const Deadline& deadline) {
   int result = 0;
-  m_bus = StartConnection("applist-calls", CallTimeout(), Socket::Present, result);
+  if (m_bus == nullptr) {
+    m_bus = StartConnection("applist-calls", CallTimeout(), Socket::Present, result);
+  }
   if (m_bus != nullptr && m_busAnswers) {
     m_busAnswers = WaitUntilReady(deadline);
   }

@@ -205,6 +205,31 @@ TEST_F(BrokenBusTest, IsTriedLessAndLessOften) {
   ExpectEqualLists();
 }
 
+// The connection is made, as somebody listens; a bus it is not.
+TEST_F(BrokenBusTest, OneThatDoesNotAnswerHelloIsNotConnectedTo) {
+  bus.Stop();
+  unlink(Path().c_str());
+  {
+    const applist::Descriptor listening = applist::SocketAt(Path(), SOCK_STREAM);
+    ui = std::make_unique<UserInterface>();
+    ui->model.AddItems(ui->NewItems({"a", "b"}));
+    ui->model.SetSelection(ui->Find("a"));
+    std::vector<applist::Descriptor> silent;
+    EXPECT_TRUE(WaitFor([&] {
+      applist::Descriptor connection(accept4(listening.Get(), nullptr, nullptr, SOCK_CLOEXEC));
+      if (connection.Get() >= 0) {
+        silent.push_back(std::move(connection));
+      }
+      return silent.size() >= 2;
+    })) << "it is not tried again";
+    EXPECT_EQ(ui->Holds(), (Contents{Named({"a", "b"}), "a"}));
+  }
+  bus.Start();
+  control = applist::ControlClient(bus.Address());
+  Connect();
+  ExpectBoth({Named({"a", "b"}), "a"});
+}
+
 class BreakageTest : public BrokenBusTest, public ::testing::WithParamInterface<Breakage> {};
 
 TEST_P(BreakageTest, IsSurvived) {
