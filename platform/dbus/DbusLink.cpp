@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstring>
 #include <exception>
+#include <new>
 #include <utility>
 
 #include "common/Log.h"
@@ -26,13 +27,13 @@ constexpr const char* kPeerInterface = "org.freedesktop.DBus.Peer";
 }  // namespace
 
 // What is thrown here is for lack of memory. The link no longer knows what it has missed, so it
-// starts over on a new connection.
+// starts over on new connections.
 template <int (DbusLink::*Handler)(sd_bus_message*)>
 int DbusLink::Callback(sd_bus_message* message, void* link, sd_bus_error* /*error*/) {
   DbusLink* self = static_cast<DbusLink*>(link);
   int result = 0;
   applist::Safely([&] { result = (self->*Handler)(message); },
-                  [self](const char* cause) { self->m_presence.Lose(cause); });
+                  [self](const char* cause) { self->StartOver(cause); });
   return result;
 }
 
@@ -56,7 +57,7 @@ DbusLink::DbusLink(applist::LinkNames names, Upcalls upcalls)
                   }}),
       m_inbox({[this] { return !m_calls.IsHung(); },
                [this](sd_bus_message* message) { return Deliver(message); },
-               [this](const char* cause) { m_presence.Lose(cause); }}) {
+               [this](const char* cause) { StartOver(cause); }}) {
   sd_event* event = nullptr;
   if (sd_event_default(&event) < 0) {
     APPLIST_LOG(DLOG_ERROR, "No event loop: nothing will be heard");
@@ -201,6 +202,13 @@ void DbusLink::TakeLoss() {
   m_caughtUp.reset();
   m_inbox.Clear();
   UpdateConnected();
+}
+
+void DbusLink::StartOver(const char* cause) {
+  m_presence.Lose(cause);
+  if (m_line != nullptr) {
+    LoseLine(cause);
+  }
 }
 
 void DbusLink::TakePartner(const std::string& owner) {
@@ -508,7 +516,7 @@ int DbusLink::OnBusReleased(sd_bus_track* /*holders*/, void* link) {
         self->m_noLineWith.clear();
         self->AskForLine();
       },
-      [self](const char* cause) { self->m_presence.Lose(cause); });
+      [self](const char* cause) { self->StartOver(cause); });
   return 0;
 }
 
@@ -610,8 +618,23 @@ int DbusLink::AnswerCall(sd_bus_message* call) {
                                       "Only the owner of %s may call Send here",
                                       m_names.partner.calls.c_str());
   }
+  // Outside: a message that cannot even be taken for lack of memory is one that was missed, and so
+  // is for the partner a reply that cannot be made.
+  std::vector<char> frame;
+  const int read = applist::ReadFrame(call, frame);
+  if (read == -ENOMEM) {
+    throw std::bad_alloc();
+  }
+  const int replied = AnswerFrame(call, read, frame);
+  if (replied == -ENOMEM) {
+    throw std::bad_alloc();
+  }
+  return replied;
+}
+
+int DbusLink::AnswerFrame(sd_bus_message* call, int read, std::vector<char>& frame) {
   try {
-    return Reply(call, TakeMessage(call));
+    return Reply(call, TakeMessage(read, frame));
   } catch (const LinkRefusal& refusal) {
     return Refuse(call, refusal.ErrorName().c_str(), refusal.what());
   } catch (const std::exception& e) {
@@ -622,9 +645,7 @@ int DbusLink::AnswerCall(sd_bus_message* call) {
 }
 
 // A frame that is too short for an identifier is passed on all the same: the endpoint logs it.
-std::vector<char> DbusLink::TakeMessage(sd_bus_message* call) {
-  std::vector<char> frame;
-  const int r = applist::ReadFrame(call, frame);
+std::vector<char> DbusLink::TakeMessage(int r, std::vector<char>& frame) {
   if (r == -EMSGSIZE) {
     throw LinkRefusal("TooLarge",
                       "A frame holds at most " + std::to_string(applist::kLargestFrame) + " bytes");
@@ -693,6 +714,6 @@ int DbusLink::OnWake(sd_event_source* source, int fd, uint32_t events, void* lin
 int DbusLink::OnTend(sd_event_source* /*source*/, int /*fd*/, uint32_t /*events*/, void* link) {
   DbusLink* self = static_cast<DbusLink*>(link);
   applist::Safely([self] { self->TendCalls(); },
-                  [self](const char* cause) { self->m_presence.Lose(cause); });
+                  [self](const char* cause) { self->StartOver(cause); });
   return 0;
 }

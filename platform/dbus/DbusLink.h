@@ -103,6 +103,7 @@ class DbusLink {
   int Prepare(sd_bus* bus);
   int AddHandlers(sd_bus* bus);
   void TakeLoss();
+  void StartOver(const char* cause);
   void TakePartner(const std::string& owner);
   void TakePartnerCalls(const std::string& owner);
   applist::SlotPtr Ask(sd_bus* bus, const char* destination, const char* interface,
@@ -127,7 +128,8 @@ class DbusLink {
   bool Deliver(sd_bus_message* message);
   void TendCalls();
   int AnswerCall(sd_bus_message* call);
-  std::vector<char> TakeMessage(sd_bus_message* call);
+  int AnswerFrame(sd_bus_message* call, int read, std::vector<char>& frame);
+  std::vector<char> TakeMessage(int r, std::vector<char>& frame);
   static int Reply(sd_bus_message* call, const std::vector<char>& reply);
   static int Refuse(sd_bus_message* call, const char* error, const char* sentence);
 

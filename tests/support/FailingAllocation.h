@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 //
 // Memory that runs out when a test wants it to. A program that is linked with this has an operator
-// new of its own.
+// new and, but for a sanitizer's, a malloc of its own.
 #ifndef APPLIST_TESTS_SUPPORT_FAILINGALLOCATION_H
 #define APPLIST_TESTS_SUPPORT_FAILINGALLOCATION_H
 
