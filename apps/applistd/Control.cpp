@@ -72,16 +72,6 @@ int OnItem(sd_bus_message* call, sd_bus_error* error, Action action) {
 
 }  // namespace
 
-Control::Control(LocalAppListModel& model) : m_model(model) {
-  m_model.Observe([this](LocalAppListModel::Change change) { Announce(change); });
-  m_model.Link().OnConnection([this](sd_bus* bus) { AddTo(bus); });
-}
-
-Control::~Control() {
-  m_model.Observe(nullptr);
-  m_model.Link().OnConnection(nullptr);
-}
-
 void Control::AddTo(sd_bus* bus) {
   // A list can be long: that it changed is announced, its items are there to be asked for.
   static const sd_bus_vtable kVtable[] = {
@@ -94,6 +84,7 @@ void Control::AddTo(sd_bus* bus) {
                               SD_BUS_VTABLE_UNPRIVILEGED),
       SD_BUS_METHOD_WITH_ARGS("Click", SD_BUS_ARGS("s", id), SD_BUS_NO_RESULT, OnClick,
                               SD_BUS_VTABLE_UNPRIVILEGED),
+      SD_BUS_SIGNAL_WITH_ARGS("Launched", SD_BUS_ARGS("s", id), 0),
       SD_BUS_VTABLE_END};
   m_slot.reset();
   m_bus.reset(sd_bus_ref(bus));
@@ -117,6 +108,13 @@ void Control::Announce(LocalAppListModel::Change change) {
                                    nullptr);
   } else {
     sd_bus_emit_properties_changed(m_bus.get(), path, kInterface, PropertyOf(change), nullptr);
+  }
+}
+
+void Control::AnnounceLaunched(const std::string& id) {
+  if (sd_bus_is_ready(m_bus.get()) > 0) {
+    sd_bus_emit_signal(m_bus.get(), m_model.Link().Names().objectPath.c_str(), kInterface,
+                       "Launched", "s", ToBusText(id).c_str());
   }
 }
 

@@ -5,6 +5,7 @@
 #ifndef APPLIST_APPLISTD_CONTROL_H
 #define APPLIST_APPLISTD_CONTROL_H
 
+#include <memory>
 #include <string>
 
 #include "LocalAppListModel.h"
@@ -15,15 +16,18 @@
 // it.
 class Control {
  public:
-  explicit Control(LocalAppListModel& model);
-  ~Control();
+  explicit Control(LocalAppListModel& model) : m_model(model) {}
   Control(const Control&) = delete;
   Control& operator=(const Control&) = delete;
 
- private:
+  // Serves the interface on a new connection of the link, and no longer on the one before.
   void AddTo(sd_bus* bus);
-  void Announce(LocalAppListModel::Change change);
 
+  // Tells everybody who listens of a change of the model, or of an application that was started.
+  void Announce(LocalAppListModel::Change change);
+  void AnnounceLaunched(const std::string& id);
+
+ private:
   static int GetItems(sd_bus* bus, const char* path, const char* interface, const char* property,
                       sd_bus_message* reply, void* control, sd_bus_error* error);
   static int GetSelection(sd_bus* bus, const char* path, const char* interface,

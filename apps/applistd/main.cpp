@@ -3,12 +3,18 @@
 //
 // applistd: the remote side of the application list, as a daemon on the bus.
 #include <systemd/sd-event.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <cstdio>
+#include <exception>
+#include <memory>
 #include <optional>
+#include <stdexcept>
+#include <system_error>
 
 #include "Control.h"
+#include "Launcher.h"
 #include "LocalAppListModel.h"
 #include "command/CommandLine.h"
 #include "dbus/DbusLink.h"
@@ -16,42 +22,119 @@
 
 namespace {
 
-int Serve() {
-  EventLoop loop;
-  int status = 0;
-  // The signals are blocked before anything else, and then come from the loop.
-  sigset_t ending;
-  sigemptyset(&ending);
-  sigaddset(&ending, SIGINT);
-  sigaddset(&ending, SIGTERM);
-  sigprocmask(SIG_BLOCK, &ending, nullptr);
-  sd_event* event = nullptr;
-  sd_event_default(&event);
-  const auto end = [](sd_event_source*, const struct signalfd_siginfo*, void* stopped) {
-    static_cast<EventLoop*>(stopped)->Stop();
-    return 0;
-  };
-  sd_event_add_signal(event, nullptr, SIGINT, end, &loop);
-  sd_event_add_signal(event, nullptr, SIGTERM, end, &loop);
-  {
-    LocalAppListModel model;
-    Control control(model);
-    model.Link().OnNameTaken([&](const std::string& owner) {
-      std::fprintf(stderr, "applistd: another remote side is running: %s\n", owner.c_str());
-      status = 1;
-      loop.Stop();
-    });
-    loop.Run();
+// Signals that come from the loop. They are to be blocked before there is one.
+constexpr int kEndingSignals[] = {SIGINT, SIGTERM};
+
+void BlockSignals() {
+  sigset_t blocked;
+  sigemptyset(&blocked);
+  for (const int number : kEndingSignals) {
+    sigaddset(&blocked, number);
   }
-  sd_event_unref(event);
-  return status;
+  sigaddset(&blocked, SIGCHLD);
+  sigprocmask(SIG_BLOCK, &blocked, nullptr);
+}
+
+class Daemon {
+ public:
+  Daemon() {
+    EndOnSignals();
+    DbusLink& link = m_model.Link();
+    m_model.Observe([this](LocalAppListModel::Change change) { OnChange(change); });
+    link.OnConnection([this](sd_bus* bus) { m_control.AddTo(bus); });
+    link.OnNameTaken([this](const std::string& owner) {
+      std::fprintf(stderr, "applistd: another remote side is running: %s\n", owner.c_str());
+      End(EXIT_FAILURE);
+    });
+  }
+  ~Daemon() {
+    m_model.Observe(nullptr);
+    m_model.Link().OnConnection(nullptr);
+    m_model.Link().OnNameTaken(nullptr);
+  }
+  Daemon(const Daemon&) = delete;
+  Daemon& operator=(const Daemon&) = delete;
+
+  // From now on a click starts the application, with these variables.
+  void LaunchWith(const Environment& environment) {
+    m_launcher = std::make_unique<Launcher>(
+        environment, [this](const std::string& id) { m_control.AnnounceLaunched(id); });
+  }
+
+  // Returns the exit status.
+  int Run() {
+    m_loop.Run();
+    if (!m_status) {
+      throw std::runtime_error("the event loop failed");
+    }
+    return *m_status;
+  }
+
+ private:
+  void End(int status) {
+    m_status = status;
+    m_loop.Stop();
+  }
+
+  void EndOnSignals() {
+    const auto end = [](sd_event_source*, const struct signalfd_siginfo*, void* daemon) {
+      static_cast<Daemon*>(daemon)->End(EXIT_SUCCESS);
+      return 0;
+    };
+    sd_event* event = nullptr;
+    int r = sd_event_default(&event);
+    for (const int number : kEndingSignals) {
+      r = r < 0 ? r : sd_event_add_signal(event, nullptr, number, end, this);
+    }
+    sd_event_unref(event);
+    if (r < 0) {
+      throw std::system_error(-r, std::generic_category(), "signals cannot be heard");
+    }
+  }
+
+  void OnChange(LocalAppListModel::Change change) {
+    m_control.Announce(change);
+    if (change == LocalAppListModel::Change::Click && m_launcher != nullptr) {
+      m_launcher->Launch(RemoteAppListItem(*m_model.LastClicked()).GetUnigueId());
+    }
+  }
+
+  EventLoop m_loop;  // before the model
+  LocalAppListModel m_model;
+  Control m_control{m_model};
+  std::unique_ptr<Launcher> m_launcher;
+  std::optional<int> m_status;
+};
+
+int Run(int argc, char** argv) {
+  // As it is before the command line chooses a bus: applications get the session's own.
+  Environment environment;
+  for (char** variable = environ; *variable != nullptr; ++variable) {
+    environment.emplace_back(*variable);
+  }
+  bool launch = false;
+  applist::CommandLine commandLine(
+      "applistd", "Keeps the application list of a user interface, and serves it on the bus.");
+  commandLine.App().add_flag("--launch", launch,
+                             "Start the application whose desktop-file id is clicked");
+  if (const std::optional<int> status = commandLine.Read(argc, argv)) {
+    return *status;
+  }
+  BlockSignals();
+  Daemon daemon;
+  if (launch) {
+    daemon.LaunchWith(environment);
+  }
+  return daemon.Run();
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  applist::CommandLine commandLine(
-      "applistd", "Keeps the application list of a user interface, and serves it on the bus.");
-  const std::optional<int> status = commandLine.Read(argc, argv);
-  return status ? *status : Serve();
+  try {
+    return Run(argc, argv);
+  } catch (const std::exception& e) {
+    std::fprintf(stderr, "applistd: %s\n", e.what());
+    return EXIT_FAILURE;
+  }
 }
