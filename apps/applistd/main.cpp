@@ -16,6 +16,7 @@
 #include "Control.h"
 #include "Launcher.h"
 #include "LocalAppListModel.h"
+#include "ServiceStatus.h"
 #include "command/CommandLine.h"
 #include "dbus/DbusLink.h"
 #include "dbus/EventLoop.h"
@@ -41,7 +42,10 @@ class Daemon {
     EndOnSignals();
     DbusLink& link = m_model.Link();
     m_model.Observe([this](LocalAppListModel::Change change) { OnChange(change); });
-    link.OnConnection([this](sd_bus* bus) { m_control.AddTo(bus); });
+    link.OnConnection([this](sd_bus* bus) {
+      m_control.AddTo(bus);
+      m_serviceStatus.Follow(bus);
+    });
     link.OnNameTaken([this](const std::string& owner) {
       std::fprintf(stderr, "applistd: another remote side is running: %s\n", owner.c_str());
       End(EXIT_FAILURE);
@@ -94,7 +98,9 @@ class Daemon {
 
   void OnChange(LocalAppListModel::Change change) {
     m_control.Announce(change);
-    if (change == LocalAppListModel::Change::Click && m_launcher != nullptr) {
+    if (change == LocalAppListModel::Change::Connection) {
+      m_serviceStatus.Tell();
+    } else if (change == LocalAppListModel::Change::Click && m_launcher != nullptr) {
       m_launcher->Launch(RemoteAppListItem(*m_model.LastClicked()).GetUnigueId());
     }
   }
@@ -102,6 +108,7 @@ class Daemon {
   EventLoop m_loop;  // before the model
   LocalAppListModel m_model;
   Control m_control{m_model};
+  ServiceStatus m_serviceStatus{m_model};
   std::unique_ptr<Launcher> m_launcher;
   std::optional<int> m_status;
 };
