@@ -1,0 +1,193 @@
+// SPDX-FileCopyrightText: 2026 The AppList authors
+// SPDX-License-Identifier: MIT
+//
+// The daemon among other programs: its bus, its name, its end, and how quiet it is.
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <thread>
+
+#include "apps/applistd/ApplistdFixture.h"
+#include "fault/Footprint.h"
+
+namespace applist_test {
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
+
+using DaemonTest = ApplistdTest;
+
+TEST_F(DaemonTest, IsReadyWhenItHasItsNameAndSaysWhatItWaitsFor) {
+  StartReady();
+  EXPECT_FALSE(tool.OwnerOf(kRemoteName).empty());
+  ui = std::make_unique<UserInterface>();
+  EXPECT_TRUE(WaitForTold("STATUS=A user interface is there"));
+  ui.reset();
+  EXPECT_TRUE(WaitForTold("STATUS=Waiting for a user interface"));
+}
+
+class EndingSignalTest : public ApplistdTest, public ::testing::WithParamInterface<int> {};
+
+TEST_P(EndingSignalTest, EndsTheDaemonCleanly) {
+  StartReady();
+  daemon->Signal(GetParam());
+  EXPECT_EQ(WaitForEnd(), 0);
+  EXPECT_TRUE(WaitForTold("STOPPING=1"));
+  EXPECT_EQ(Said(), "");
+  EXPECT_TRUE(WaitFor([&] { return tool.OwnerOf(kRemoteName).empty(); }));
+}
+
+INSTANTIATE_TEST_SUITE_P(DaemonTest, EndingSignalTest, ::testing::Values(SIGTERM, SIGINT),
+                         [](const auto& parameter) {
+                           return parameter.param == SIGTERM ? "Terminate" : "Interrupt";
+                         });
+
+TEST_F(DaemonTest, ASignalEndsADaemonThatWaitsForTheBus) {
+  bus.Stop();
+  Start();
+  ASSERT_TRUE(WaitForTold("STATUS=Waiting for the bus"));
+  StopDaemon();
+}
+
+TEST_F(DaemonTest, WaitsForABusThatIsNotThereYet) {
+  bus.Stop();
+  Start();
+  ASSERT_TRUE(WaitForTold("STATUS=Waiting for the bus"));
+  EXPECT_FALSE(daemon->Poll());
+  bus.Start();
+  EXPECT_TRUE(WaitForTold("READY=1"));
+  EXPECT_FALSE(BusPeer(bus.Address()).OwnerOf(kRemoteName).empty());
+}
+
+TEST_F(DaemonTest, SaysThatItWaitsForABusThatIsGone) {
+  StartReady();
+  bus.Stop();
+  EXPECT_TRUE(WaitForTold("STATUS=Waiting for the bus"));
+  bus.Start();
+  EXPECT_TRUE(WaitForTold("STATUS=Waiting for a user interface"));
+}
+
+TEST_F(DaemonTest, FailsAtOnceWhereItsNameIsTakenAndSaysByWhom) {
+  ASSERT_EQ(tool.Own(kRemoteName), applist::NameAnswer::Owner);
+  Start();
+  EXPECT_EQ(WaitForEnd(), 1);
+  EXPECT_EQ(CountSaid("applistd: another remote side is running: "), 1U);
+  EXPECT_THAT(Said(), HasSubstr("(process " + std::to_string(getpid()) + ", " + tool.UniqueName()));
+}
+
+TEST_F(DaemonTest, AWrongCommandLineIsOneLineAndUsageStatus) {
+  Start({"--lunch"});
+  EXPECT_EQ(WaitForEnd(), 2);
+  EXPECT_THAT(Said(), StartsWith("applistd: "));
+  EXPECT_EQ(CountSaid("\n"), 1U);
+}
+
+TEST_F(DaemonTest, WhatFailsAtTheStartIsOneLineAndStatusOne) {
+  std::vector<std::string> command = Command({});
+  command.insert(command.end() - 1, {"prlimit", "--nofile=4"});
+  daemon = std::make_unique<applist::ChildProcess>(command);
+  EXPECT_EQ(WaitForEnd(), 1);
+  EXPECT_THAT(Said(), StartsWith("applistd: no event loop: "));
+  EXPECT_EQ(CountSaid("\n"), 1U);
+}
+
+TEST_F(DaemonTest, FailsAtTheStartWithoutTheProgramThatLaunches) {
+  if (std::filesystem::exists(APPLIST_LAUNCH_PATH)) {
+    GTEST_SKIP() << "it is installed on this machine";
+  }
+  std::vector<std::string> command = Command({"--launch"});
+  // Not next to it either.
+  std::filesystem::copy_file(DaemonCommand().front(), folder / "applistd");
+  command[5] = folder / "applistd";
+  daemon = std::make_unique<applist::ChildProcess>(command);
+  EXPECT_EQ(WaitForEnd(), 1);
+  EXPECT_EQ(Said(), "applistd: " APPLIST_LAUNCH_PATH ": No such file or directory\n");
+}
+
+// The choice of a bus
+
+class BusChoiceTest : public ApplistdTest {
+ protected:
+  // Whether the daemon gets its name on the other bus, and not on that of the session.
+  void ExpectOnTheOther(const std::vector<std::string>& arguments,
+                        const std::vector<std::string>& environment = {}) {
+    StartReady(arguments, environment);
+    EXPECT_FALSE(BusPeer(other.Address()).OwnerOf(kRemoteName).empty());
+    EXPECT_TRUE(tool.OwnerOf(kRemoteName).empty());
+  }
+
+  applist::PrivateBus other;
+};
+
+TEST_F(BusChoiceTest, AnAddressIsTakenBeforeTheEnvironment) {
+  ExpectOnTheOther({"--address", other.Address()});
+}
+
+TEST_F(BusChoiceTest, TheSystemBusIsTakenBesideASession) {
+  ExpectOnTheOther({"--system"}, {"DBUS_SYSTEM_BUS_ADDRESS=" + other.Address()});
+}
+
+TEST_F(BusChoiceTest, TheSessionBusIsFoundWhereItsAddressIsNotSet) {
+  const std::string path = other.Address().substr(std::string("unix:path=").size());
+  std::filesystem::create_symlink(path, folder / "bus");
+  ExpectOnTheOther({"--session"}, {"DBUS_SESSION_BUS_ADDRESS=", "XDG_RUNTIME_DIR=" + folder.Path(),
+                                   "DBUS_SYSTEM_BUS_ADDRESS=" + bus.Address()});
+}
+
+TEST_F(BusChoiceTest, WithoutAChoiceItIsTheSessionOrElseTheSystem) {
+  ExpectOnTheOther({}, {"DBUS_SESSION_BUS_ADDRESS=" + other.Address(),
+                        "DBUS_SYSTEM_BUS_ADDRESS=" + bus.Address()});
+  StopDaemon();
+  ExpectOnTheOther({}, {"DBUS_SESSION_BUS_ADDRESS=", "DBUS_SYSTEM_BUS_ADDRESS=" + other.Address()});
+}
+
+// Idleness
+
+class IdleTest : public ApplistdTest,
+                 public ::testing::WithParamInterface<std::vector<std::string>> {
+ protected:
+  // How often the daemon has gone to sleep, or was put to it.
+  std::string Switches() const {
+    return StatusOf(daemon->Pid(), "voluntary_ctxt_switches") +
+           StatusOf(daemon->Pid(), "nonvoluntary_ctxt_switches");
+  }
+
+  // How long the daemon is watched: 3 s, or APPLIST_IDLE_SECONDS.
+  static std::chrono::seconds Watch() {
+    const char* seconds = std::getenv("APPLIST_IDLE_SECONDS");
+    return std::chrono::seconds(seconds != nullptr ? std::atoi(seconds) : 3);
+  }
+
+  // What is watched is a time in which nothing may happen; what is waited for is that the daemon
+  // comes to rest.
+  bool ComesToRest() {
+    return WaitOutsideLoop([&] {
+      const std::string before = Switches();
+      EXPECT_FALSE(before.empty());
+      std::this_thread::sleep_for(Watch());
+      return Switches() == before;
+    });
+  }
+};
+
+TEST_P(IdleTest, AnIdleDaemonDoesNotWakeUp) {
+  StartReady(GetParam());
+  EXPECT_TRUE(ComesToRest()) << "without a user interface";
+  Connect();
+  ui->model.AddItems(ui->NewItems({"a", "b"}));
+  Settle();
+  EXPECT_TRUE(ComesToRest()) << "with a user interface";
+}
+
+INSTANTIATE_TEST_SUITE_P(DaemonTest, IdleTest,
+                         ::testing::Values(std::vector<std::string>(),
+                                           std::vector<std::string>{"--launch"}),
+                         [](const auto& parameter) {
+                           return parameter.param.empty() ? "Plain" : "Launching";
+                         });
+
+}  // namespace
+}  // namespace applist_test
