@@ -85,15 +85,6 @@ TEST_F(DaemonTest, AWrongCommandLineIsOneLineAndUsageStatus) {
   EXPECT_EQ(CountSaid("\n"), 1U);
 }
 
-TEST_F(DaemonTest, WhatFailsAtTheStartIsOneLineAndStatusOne) {
-  std::vector<std::string> command = Command({});
-  command.insert(command.end() - 1, {"prlimit", "--nofile=4"});
-  daemon = std::make_unique<applist::ChildProcess>(command);
-  EXPECT_EQ(WaitForEnd(), 1);
-  EXPECT_THAT(Said(), StartsWith("applistd: no event loop: "));
-  EXPECT_EQ(CountSaid("\n"), 1U);
-}
-
 TEST_F(DaemonTest, FailsAtTheStartWithoutTheProgramThatLaunches) {
   if (std::filesystem::exists(APPLIST_LAUNCH_PATH)) {
     GTEST_SKIP() << "it is installed on this machine";

@@ -42,7 +42,7 @@ class LaunchTest : public ApplistdTest {
       fs::copy_file(sample.path(), applications / sample.path().filename());
     }
     setenv("APPLIST_TEST_MARKS", (folder / "marks").c_str(), 1);
-    setenv("PATH", (SAMPLES_PATH ":" + std::string(std::getenv("PATH"))).c_str(), 1);
+    setenv("PATH", SAMPLES_PATH ":/usr/bin:/bin", 1);
     setenv("XDG_DATA_HOME", (folder / "data").c_str(), 1);
     setenv("XDG_DATA_DIRS", (folder / "nothing").c_str(), 1);
     EXPECT_GE(sd_bus_match_signal(tool.Bus(), nullptr, kRemoteName, kLinkPath,
@@ -161,7 +161,7 @@ TEST_F(LaunchTest, TheApplicationIsOnItsOwnAndOutlivesTheDaemon) {
   EXPECT_NE(getsid(application), getsid(daemon->Pid()));
   EXPECT_NE(getpgid(application), getpgid(daemon->Pid()));
   StopDaemon();
-  std::ofstream(folder / "marks" + "/end");
+  const std::ofstream end(folder / "marks" + "/end");
   const std::string ended = "/marks/Mark." + std::to_string(application) + ".ended";
   EXPECT_TRUE(WaitFor([&] { return fs::exists(folder.Path() + ended); })) << "it went on";
 }
