@@ -38,11 +38,13 @@ class LaunchTest : public ApplistdTest {
       fs::create_directory(folder / name);
     }
     fs::create_directory(applications);
-    for (const auto& sample : fs::directory_iterator(SAMPLES_PATH)) {
+    for (const auto& sample : fs::directory_iterator(SOURCE_PATH "/samples")) {
       fs::copy_file(sample.path(), applications / sample.path().filename());
     }
+    // For the thread sanitizer, where the programs are built with it.
+    setenv("TSAN_OPTIONS", "suppressions=" SOURCE_PATH "/tsan.supp", 0);
     setenv("APPLIST_TEST_MARKS", (folder / "marks").c_str(), 1);
-    setenv("PATH", SAMPLES_PATH ":/usr/bin:/bin", 1);
+    setenv("PATH", SOURCE_PATH "/samples:/usr/bin:/bin", 1);
     setenv("XDG_DATA_HOME", (folder / "data").c_str(), 1);
     setenv("XDG_DATA_DIRS", (folder / "nothing").c_str(), 1);
     EXPECT_GE(sd_bus_match_signal(tool.Bus(), nullptr, kRemoteName, kLinkPath,

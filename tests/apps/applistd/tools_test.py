@@ -64,6 +64,8 @@ class Busctl(peer_support.BusTest):
         (applications / OTHER).write_text(
             '[Desktop Entry]\nType=Application\nName=Other\nExec=true\n')
         os.environ['XDG_DATA_HOME'] = self.data.name
+        # For the thread sanitizer, where the programs are built with it.
+        os.environ.setdefault('TSAN_OPTIONS', f'suppressions={HERE}/tsan.supp')
         self.remote = self.program('applistd', '--launch')
         self.ui = self.program('ui_peer.py')
         self.ui.wait_for(lambda line: line.get('event') == 4, 'the announcement')
