@@ -50,9 +50,9 @@ std::string FindHelper() {
   throw std::system_error(errno, std::generic_category(), APPLIST_LAUNCH_PATH);
 }
 
-// What is said to the daemon alone.
+// What a service manager or a bus says to the daemon alone.
 bool IsPrivate(const std::string& variable) {
-  return variable.rfind("NOTIFY_SOCKET=", 0) == 0;
+  return variable.rfind("NOTIFY_SOCKET=", 0) == 0 || variable.rfind("DBUS_STARTER_", 0) == 0;
 }
 
 // How a process is to be started: in a session of its own, with signals as they are by default, and

@@ -7,10 +7,12 @@
 
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <memory>
 #include <optional>
 #include <stdexcept>
+#include <string>
 #include <system_error>
 
 #include "Control.h"
@@ -36,6 +38,18 @@ void BlockSignals() {
   sigprocmask(SIG_BLOCK, &blocked, nullptr);
 }
 
+std::string TextOf(const char* variable) {
+  const char* text = std::getenv(variable);
+  return text != nullptr ? text : "";
+}
+
+// Whether the session bus that this process uses has started it itself. What the process that is
+// started starts in turn inherits the word of it, but may be on another bus.
+bool IsStartedByBus() {
+  const std::string starter = TextOf("DBUS_STARTER_ADDRESS");
+  return !starter.empty() && starter == TextOf("DBUS_SESSION_BUS_ADDRESS");
+}
+
 class Daemon {
  public:
   Daemon() {
@@ -45,6 +59,7 @@ class Daemon {
     link.OnConnection([this](sd_bus* bus) {
       m_control.AddTo(bus);
       m_serviceStatus.Follow(bus);
+      EndWith(bus);
     });
     link.OnNameTaken([this](const std::string& owner) {
       std::fprintf(stderr, "applistd: another remote side is running: %s\n", owner.c_str());
@@ -93,6 +108,19 @@ class Daemon {
     sd_event_unref(event);
     if (r < 0) {
       throw std::system_error(-r, std::generic_category(), "signals cannot be heard");
+    }
+  }
+
+  // A daemon that the bus itself has started ends with it: nobody else would end it. One that
+  // somebody keeps running waits for the bus to come back.
+  void EndWith(sd_bus* bus) {
+    const auto end = [](sd_bus_message*, void* daemon, sd_bus_error*) {
+      static_cast<Daemon*>(daemon)->End(EXIT_SUCCESS);
+      return 0;
+    };
+    if (IsStartedByBus()) {
+      sd_bus_match_signal(bus, nullptr, "org.freedesktop.DBus.Local", nullptr,
+                          "org.freedesktop.DBus.Local", "Disconnected", end, this);
     }
   }
 

@@ -185,11 +185,13 @@ TEST_P(EnvironmentTest, TheApplicationHasTheSessionsAndNotTheDaemonsOwn) {
   if (arguments.back() == "--address") {
     arguments.push_back(bus.Address());
   }
-  ConnectTo(arguments, {address, "DBUS_SYSTEM_BUS_ADDRESS=" + bus.Address()});
+  ConnectTo(arguments, {address, "DBUS_SYSTEM_BUS_ADDRESS=" + bus.Address(),
+                        "DBUS_STARTER_ADDRESS=" + bus.Address()});
   Click(kMark);
   const std::string environment = EnvironmentOf(WaitForMark("Mark"));
   EXPECT_THAT(environment, HasSubstr("\n" + address + "\n"));
   EXPECT_THAT(environment, Not(HasSubstr("\nNOTIFY_SOCKET=")));
+  EXPECT_THAT(environment, Not(HasSubstr("\nDBUS_STARTER_")));
 }
 
 INSTANTIATE_TEST_SUITE_P(LaunchTest, EnvironmentTest,

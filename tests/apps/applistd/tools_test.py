@@ -4,6 +4,7 @@
 checks that systemd has for them."""
 import os
 import pathlib
+import select
 import signal
 import subprocess
 import sys
@@ -134,13 +135,21 @@ class Activation(peer_support.BusTest):
             '</busconfig>', f'<servicedir>{services}</servicedir></busconfig>'), encoding='utf-8')
         super()._start_bus(configuration)
 
-    def test_a_call_starts_the_daemon_on_the_bus_of_a_session(self):
+    def process_of(self, name):
+        return int(run('busctl', f'--address={self.address}', 'call', 'org.freedesktop.DBus',
+                       '/org/freedesktop/DBus', 'org.freedesktop.DBus',
+                       'GetConnectionUnixProcessID', 's', name).split()[1])
+
+    def test_a_call_starts_the_daemon_on_the_bus_of_a_session_and_it_ends_with_that(self):
         connected = run('busctl', f'--address={self.address}', 'get-property', *OBJECT, INTERFACE,
                         'Connected')
-        process = run('busctl', f'--address={self.address}', 'call', 'org.freedesktop.DBus',
-                      '/org/freedesktop/DBus', 'org.freedesktop.DBus',
-                      'GetConnectionUnixProcessID', 's', OBJECT[0]).split()[1]
-        os.kill(int(process), signal.SIGTERM)
+        daemon = self.process_of(OBJECT[0])
+        ended = os.pidfd_open(daemon)
+        self.addCleanup(os.close, ended)
+        os.kill(self.process_of('org.freedesktop.DBus'), signal.SIGTERM)
+        if not select.select([ended], [], [], peer_support.DEADLINE)[0]:
+            os.kill(daemon, signal.SIGKILL)
+            self.fail('the daemon is still running')
         self.assertEqual(connected, 'b false\n')
 
 
