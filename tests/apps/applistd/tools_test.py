@@ -22,6 +22,20 @@ INTERFACE = 'org.javamw.Applist.Control1'
 OBJECT = ('org.javamw.Applist.Local', '/org/javamw/Applist')
 OTHER = 'org.javamw.sample.Other.desktop'
 
+CONFIGURATION = '''<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
+ "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
+<busconfig>
+  <type>session</type>
+  <listen>{address}</listen>
+  <servicedir>{services}</servicedir>
+  <policy context="default">
+    <allow send_destination="*" eavesdrop="true"/>
+    <allow eavesdrop="true"/>
+    <allow own="*"/>
+  </policy>
+</busconfig>
+'''
+
 
 def run(*command, **options):
     """Runs a command to its end, and returns its standard output. What it says on standard error
@@ -126,14 +140,30 @@ def configured(name, path):
     return path
 
 
-class Activation(peer_support.BusTest):
-    def _start_bus(self, configuration):
-        text = configuration.read_text(encoding='utf-8')
-        services = configuration.parent / 'services'
+class Activation(unittest.TestCase):
+    """On a bus of its own that starts services, which is dbus-daemon: dbus-broker leaves that to
+    systemd."""
+
+    def setUp(self):
+        holder = tempfile.TemporaryDirectory(prefix='applist-activation-')
+        self.addCleanup(holder.cleanup)
+        folder = pathlib.Path(holder.name)
+        services = folder / 'services'
         configured('dbus/session.service', services / 'org.javamw.Applist.Local.service')
-        configuration.write_text(text.replace(
-            '</busconfig>', f'<servicedir>{services}</servicedir></busconfig>'), encoding='utf-8')
-        super()._start_bus(configuration)
+        self.address = f'unix:path={folder}/bus'
+        configuration = folder / 'bus.conf'
+        configuration.write_text(CONFIGURATION.format(address=self.address, services=services),
+                                 encoding='utf-8')
+        readable, writable = os.pipe()
+        bus = subprocess.Popen(
+            ['dbus-daemon', '--nofork', '--nosyslog', f'--config-file={configuration}',
+             f'--print-address={writable}'],
+            pass_fds=[writable], preexec_fn=peer_support.die_with_parent)
+        os.close(writable)
+        self.addCleanup(bus.wait)
+        self.addCleanup(bus.terminate)
+        with os.fdopen(readable) as printed:
+            self.assertTrue(printed.readline(), 'the bus did not start')
 
     def process_of(self, name):
         return int(run('busctl', f'--address={self.address}', 'call', 'org.freedesktop.DBus',
