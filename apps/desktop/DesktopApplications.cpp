@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <memory>
+#include <utility>
 
 namespace applist {
 
@@ -29,12 +30,25 @@ void AddShown(std::vector<DesktopApplication>& applications, GAppInfo* info,
   }
 }
 
+// With a key for each name, which is what takes its time.
 void SortByName(std::vector<DesktopApplication>& applications) {
-  std::stable_sort(applications.begin(), applications.end(),
-                   [](DesktopApplication one, DesktopApplication other) {
-                     return g_utf8_collate(one.GetVisibleName().c_str(),
-                                           other.GetVisibleName().c_str()) < 0;
-                   });
+  struct Keyed {
+    std::string key;
+    DesktopApplication application;
+  };
+  std::vector<Keyed> keyed;
+  keyed.reserve(applications.size());
+  for (DesktopApplication& application : applications) {
+    char* key = g_utf8_collate_key(application.GetVisibleName().c_str(), -1);
+    keyed.push_back({key, std::move(application)});
+    g_free(key);
+  }
+  std::stable_sort(keyed.begin(), keyed.end(),
+                   [](const Keyed& one, const Keyed& other) { return one.key < other.key; });
+  applications.clear();
+  for (Keyed& entry : keyed) {
+    applications.push_back(std::move(entry.application));
+  }
 }
 
 }  // namespace
@@ -66,6 +80,28 @@ std::vector<DesktopApplication> ApplicationsIn(const std::string& folder) {
   }
   SortByName(applications);
   return applications;
+}
+
+struct ApplicationsMonitor::Watch {
+  std::unique_ptr<GAppInfoMonitor, Unref> monitor;
+  std::function<void()> changed;
+  gulong handler = 0;
+};
+
+ApplicationsMonitor::ApplicationsMonitor(std::function<void()> changed)
+    : m_watch(std::make_unique<Watch>()) {
+  m_watch->monitor.reset(g_app_info_monitor_get());
+  m_watch->changed = std::move(changed);
+  const auto call = [](GAppInfoMonitor* /*monitor*/, gpointer watch) {
+    static_cast<Watch*>(watch)->changed();
+  };
+  m_watch->handler = g_signal_connect(
+      m_watch->monitor.get(), "changed",
+      G_CALLBACK(static_cast<void (*)(GAppInfoMonitor*, gpointer)>(call)), m_watch.get());
+}
+
+ApplicationsMonitor::~ApplicationsMonitor() {
+  g_signal_handler_disconnect(m_watch->monitor.get(), m_watch->handler);
 }
 
 }  // namespace applist

@@ -5,6 +5,8 @@
 #ifndef APPLIST_DESKTOP_DESKTOPAPPLICATIONS_H
 #define APPLIST_DESKTOP_DESKTOPAPPLICATIONS_H
 
+#include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -32,6 +34,21 @@ std::vector<DesktopApplication> InstalledApplications();
 
 // The same for the desktop entries in one folder.
 std::vector<DesktopApplication> ApplicationsIn(const std::string& folder);
+
+// Tells when applications are installed, removed or changed.
+class ApplicationsMonitor {
+ public:
+  // `changed` is called from GLib's main context of this thread, once for several changes at a
+  // time. It has to read InstalledApplications() again: nothing more is told before that.
+  explicit ApplicationsMonitor(std::function<void()> changed);
+  ~ApplicationsMonitor();
+  ApplicationsMonitor(const ApplicationsMonitor&) = delete;
+  ApplicationsMonitor& operator=(const ApplicationsMonitor&) = delete;
+
+ private:
+  struct Watch;
+  std::unique_ptr<Watch> m_watch;
+};
 
 }  // namespace applist
 

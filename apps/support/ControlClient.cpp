@@ -31,6 +31,7 @@ std::string Bytes(const char* text) {
 }
 
 void ReadItems(sd_bus_message* message, ControlClient::State& state) {
+  state.items.clear();
   const char* id = nullptr;
   const char* name = nullptr;
   int r = sd_bus_message_enter_container(message, 'a', "(ss)");
@@ -90,12 +91,17 @@ ControlClient::State ControlClient::Read() {
   const MessagePtr owned(answer);
   Check(r, "Asking the remote side", error);
   State state;
-  Check(sd_bus_message_enter_container(answer, 'a', "{sv}"), "Reading the properties");
-  while (sd_bus_message_enter_container(answer, 'e', "sv") > 0) {
-    ReadProperty(answer, state);
-    Check(sd_bus_message_exit_container(answer), "Reading the properties");
-  }
+  state.Take(answer);
   return state;
+}
+
+void ControlClient::State::Take(sd_bus_message* dictionary) {
+  Check(sd_bus_message_enter_container(dictionary, 'a', "{sv}"), "Reading the properties");
+  while (sd_bus_message_enter_container(dictionary, 'e', "sv") > 0) {
+    ReadProperty(dictionary, *this);
+    Check(sd_bus_message_exit_container(dictionary), "Reading the properties");
+  }
+  Check(sd_bus_message_exit_container(dictionary), "Reading the properties");
 }
 
 void ControlClient::Call(const char* method, const std::string& id) {

@@ -23,6 +23,9 @@ class ControlClient {
     std::string selection;
     std::string lastClicked;
     bool connected = false;
+
+    // Takes over those properties that are in `dictionary`, an a{sv}, and reads it to its end.
+    void Take(sd_bus_message* dictionary);
   };
 
   // Connects to the bus at `address`.
