@@ -1,7 +1,8 @@
 # SPDX-FileCopyrightText: 2026 The AppList authors
 # SPDX-License-Identifier: MIT
 #
-#   make run       the whole job on a private bus, with this machine's applications
+#   make run       a user interface in this terminal, with a remote side on a private bus; without
+#                  a terminal, the whole job by itself
 #   make test      build, and run all tests
 #   make build     build everything
 #   make check     what else must be quiet: clang, sanitizers, clang-tidy, clang-format
@@ -38,8 +39,13 @@ run:
 	packaging/install build run
 	cmake --preset release
 	cmake --build --preset release
-	build/release/apps/walk-through/applist-walk-through \
-	  build/release/apps/applistd/applistd apps/walk-through/samples
+	if [ -t 0 ] && [ -t 1 ]; then \
+	  build/release/apps/try-out/applist-try-out build/release/apps/applistd/applistd \
+	    build/release/apps/applist-ui/applist-ui apps/walk-through/samples; \
+	else \
+	  build/release/apps/walk-through/applist-walk-through \
+	    build/release/apps/applistd/applistd apps/walk-through/samples; \
+	fi
 
 check: check-format check-clang check-tidy check-asan check-tsan
 
