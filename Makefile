@@ -62,7 +62,7 @@ check-clang check-asan check-tsan: check-%: check-packages
 	ctest --preset $*
 
 check-tidy: check-clang
-	run-clang-tidy -quiet -p build/clang '$(CURDIR)/(src|platform|remote|apps|tests)/'
+	run-clang-tidy -quiet -p build/clang '$(CURDIR)/(src|platform|remote|apps|tests|benchmarks)/'
 
 # Of the core as the unit tests build it; the copies of its templates in programs that do not run
 # here are not counted, nor are branches that only an exception of the standard library takes.
