@@ -509,6 +509,7 @@ int DbusLink::OnHoldBus(sd_bus_message* call) {
   return r;
 }
 
+// The D-Bus library calls it over and over for as long as it returns 0.
 int DbusLink::OnBusReleased(sd_bus_track* /*holders*/, void* link) {
   DbusLink* self = static_cast<DbusLink*>(link);
   applist::Safely(
@@ -517,7 +518,7 @@ int DbusLink::OnBusReleased(sd_bus_track* /*holders*/, void* link) {
         self->AskForLine();
       },
       [self](const char* cause) { self->StartOver(cause); });
-  return 0;
+  return 1;
 }
 
 int DbusLink::GetPartner(sd_bus* /*bus*/, const char* /*path*/, const char* /*interface*/,
