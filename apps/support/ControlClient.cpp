@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "support/ControlClient.h"
 
-#include <cstring>
-#include <stdexcept>
+#include <cerrno>
+#include <optional>
 
 #include "BusText.h"
 
@@ -18,14 +18,15 @@ constexpr uint64_t kTimeoutMicroseconds = 5000000;
 
 void Check(int result, const char* what, const BusError& error = BusError()) {
   if (result < 0) {
-    throw std::runtime_error(std::string(what) + ": " + error.Text(result));
+    throw ControlError(std::string(what) + ": " + error.Text(result), error.Name(), result);
   }
 }
 
 std::string Bytes(const char* text) {
   const std::optional<std::string> bytes = FromBusText(text);
   if (!bytes) {
-    throw std::runtime_error(std::string("The remote side answers with a malformed text: ") + text);
+    throw ControlError(std::string("The remote side answers with a malformed text: ") + text, "",
+                       -EBADMSG);
   }
   return *bytes;
 }
@@ -71,6 +72,14 @@ void ReadProperty(sd_bus_message* message, ControlClient::State& state) {
   Check(sd_bus_message_exit_container(message), "Reading a property");
 }
 
+MessagePtr NewCall(sd_bus* bus, const char* interface, const char* member) {
+  sd_bus_message* created = nullptr;
+  Check(sd_bus_message_new_method_call(bus, &created, kName, kPath, interface, member), member);
+  MessagePtr call(created);
+  Check(sd_bus_message_set_auto_start(created, 0), member);
+  return call;
+}
+
 }  // namespace
 
 ControlClient::ControlClient(const std::string& address) {
@@ -84,12 +93,19 @@ ControlClient::ControlClient(const std::string& address) {
 }
 
 ControlClient::State ControlClient::Read() {
-  BusError error;
-  sd_bus_message* answer = nullptr;
-  const int r = sd_bus_call_method(m_bus.get(), kName, kPath, "org.freedesktop.DBus.Properties",
-                                   "GetAll", error.Get(), &answer, "s", kInterface);
-  const MessagePtr owned(answer);
-  Check(r, "Asking the remote side", error);
+  const MessagePtr question = Question(m_bus.get());
+  return StateIn(Answer(question.get(), "Asking the remote side").get());
+}
+
+MessagePtr ControlClient::Question(sd_bus* bus) {
+  MessagePtr question = NewCall(bus, "org.freedesktop.DBus.Properties", "GetAll");
+  Check(sd_bus_message_append(question.get(), "s", kInterface), "Asking the remote side");
+  return question;
+}
+
+ControlClient::State ControlClient::StateIn(sd_bus_message* answer) {
+  const BusError error(answer);
+  Check(-sd_bus_message_get_errno(answer), "Asking the remote side", error);
   State state;
   state.Take(answer);
   return state;
@@ -105,10 +121,18 @@ void ControlClient::State::Take(sd_bus_message* dictionary) {
 }
 
 void ControlClient::Call(const char* method, const std::string& id) {
+  const MessagePtr call = NewCall(m_bus.get(), kInterface, method);
+  Check(sd_bus_message_append(call.get(), "s", ToBusText(id).c_str()), method);
+  Answer(call.get(), method);
+}
+
+MessagePtr ControlClient::Answer(sd_bus_message* call, const char* what) {
   BusError error;
-  const int r = sd_bus_call_method(m_bus.get(), kName, kPath, kInterface, method, error.Get(),
-                                   nullptr, "s", ToBusText(id).c_str());
-  Check(r, method, error);
+  sd_bus_message* answer = nullptr;
+  const int r = sd_bus_call(m_bus.get(), call, 0, error.Get(), &answer);
+  MessagePtr owned(answer);
+  Check(r, what, error);
+  return owned;
 }
 
 }  // namespace applist

@@ -20,13 +20,13 @@ const char* EnvironmentOr(const char* name, const char* fallback) {
   return value != nullptr && *value != '\0' ? value : fallback;
 }
 
-const char* BusAddress() {
+}  // namespace
+
+std::string BusAddress() {
   const char* system =
       EnvironmentOr("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/run/dbus/system_bus_socket");
   return EnvironmentOr("DBUS_SESSION_BUS_ADDRESS", system);
 }
-
-}  // namespace
 
 std::chrono::microseconds CallTimeout() {
   const long milliseconds = std::strtol(EnvironmentOr("APPLIST_CALL_TIMEOUT_MS", "0"), nullptr, 10);
@@ -53,7 +53,7 @@ BusPtr StartConnection(const char* description, std::chrono::microseconds timeou
     result = sd_bus_set_description(created, description);
   }
   if (result >= 0) {
-    result = sd_bus_set_address(created, BusAddress());
+    result = sd_bus_set_address(created, BusAddress().c_str());
   }
   if (result >= 0) {
     result = sd_bus_set_bus_client(created, 1);

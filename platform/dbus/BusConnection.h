@@ -56,6 +56,9 @@ class BusError {
   sd_bus_error* Get() { return &m_error; }
   bool Is(const char* name) const { return sd_bus_error_has_name(&m_error, name) > 0; }
 
+  // The name of the error, empty where the bus said nothing.
+  std::string Name() const { return m_error.name != nullptr ? m_error.name : ""; }
+
   // The error in words, or those of the errno value `result` where the bus said nothing.
   std::string Text(int result) const;
 
@@ -63,10 +66,13 @@ class BusError {
   sd_bus_error m_error = {};
 };
 
-// Starts a connection to the session bus where DBUS_SESSION_BUS_ADDRESS is set, to the system bus
-// otherwise. Does not wait: the bus has yet to answer Hello. Answers of the bus time out after
-// `timeout`. Returns null, with an errno value below zero in `result`, when there is no bus.
-// A socket that is awaited may appear later.
+// The address of the bus: of the session bus where DBUS_SESSION_BUS_ADDRESS is set and not empty,
+// of the system bus otherwise.
+std::string BusAddress();
+
+// Starts a connection to the bus at BusAddress(). Does not wait: the bus has yet to answer Hello.
+// Answers of the bus time out after `timeout`. Returns null, with an errno value below zero in
+// `result`, when there is no bus. A socket that is awaited may appear later.
 enum class Socket { Present, Awaited };
 BusPtr StartConnection(const char* description, std::chrono::microseconds timeout, Socket socket,
                        int& result);

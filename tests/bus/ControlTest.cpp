@@ -218,7 +218,7 @@ TEST_F(ControlTest, TheClientOfTheControlInterfaceSpeaksOfWhatIsWrong) {
   EXPECT_THAT(messageOf([&] { control.Click("elsewhere"); }), HasSubstr(kNotInList));
   StopDaemon();
   ASSERT_TRUE(WaitFor([&] { return tool.OwnerOf(kRemoteName).empty(); }));
-  EXPECT_THAT(messageOf([&] { control.Read(); }), HasSubstr("ServiceUnknown"));
+  EXPECT_THAT(messageOf([&] { control.Read(); }), HasSubstr("NameHasNoOwner"));
 }
 
 }  // namespace
