@@ -77,6 +77,31 @@ void BecomeMonitor(sd_bus* bus, const std::vector<std::string>& rules) {
   }
 }
 
+MessagePtr CallTo(sd_bus* bus, const std::string& destination, const char* interface,
+                  const char* member) {
+  sd_bus_message* created = nullptr;
+  int r = sd_bus_message_new_method_call(bus, &created, destination.c_str(),
+                                         Link().objectPath.c_str(), interface, member);
+  MessagePtr call(created);
+  if (r >= 0) {
+    r = sd_bus_message_set_auto_start(created, 0);
+  }
+  if (r < 0) {
+    FailToConnect(r);
+  }
+  return call;
+}
+
+applist::SlotPtr Send(sd_bus* bus, sd_bus_message* call, sd_bus_message_handler_t then,
+                      void* data) {
+  sd_bus_slot* slot = nullptr;
+  const int r = sd_bus_call_async(bus, &slot, call, then, data, 0);
+  if (r < 0) {
+    FailToConnect(r);
+  }
+  return applist::SlotPtr(slot);
+}
+
 Status StatusOf(const applist::ControlError& error) {
   const std::string& name = error.Name();
   if (name == "org.javamw.Applist.Control1.Error.NotInList") {
@@ -172,25 +197,18 @@ Owner OwnerOf(sd_bus* bus, const std::string& name) {
 
 applist::SlotPtr GetLinkProperties(sd_bus* bus, const std::string& destination,
                                    sd_bus_message_handler_t then, void* data) {
-  sd_bus_message* created = nullptr;
-  int r =
-      sd_bus_message_new_method_call(bus, &created, destination.c_str(), Link().objectPath.c_str(),
-                                     "org.freedesktop.DBus.Properties", "GetAll");
-  const MessagePtr question(created);
-  if (r >= 0) {
-    r = sd_bus_message_set_auto_start(created, 0);
-  }
-  if (r >= 0) {
-    r = sd_bus_message_append(created, "s", applist::kLinkInterface);
-  }
-  sd_bus_slot* slot = nullptr;
-  if (r >= 0) {
-    r = sd_bus_call_async(bus, &slot, created, then, data, 0);
-  }
+  const MessagePtr question = CallTo(bus, destination, "org.freedesktop.DBus.Properties", "GetAll");
+  const int r = sd_bus_message_append(question.get(), "s", applist::kLinkInterface);
   if (r < 0) {
     FailToConnect(r);
   }
-  return applist::SlotPtr(slot);
+  return Send(bus, question.get(), then, data);
+}
+
+applist::SlotPtr HoldBus(sd_bus* bus, const std::string& destination, sd_bus_message_handler_t then,
+                         void* data) {
+  const MessagePtr call = CallTo(bus, destination, applist::kLinkInterface, "HoldBus");
+  return Send(bus, call.get(), then, data);
 }
 
 void Fail(const std::string& what, const applist::ControlError& error) {

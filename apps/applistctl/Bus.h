@@ -42,6 +42,11 @@ Owner OwnerOf(sd_bus* bus, const std::string& name);
 applist::SlotPtr GetLinkProperties(sd_bus* bus, const std::string& destination,
                                    sd_bus_message_handler_t then, void* data);
 
+// In the same way, asks the user interface's end to send everything over the bus for as long as
+// this connection lasts, and nothing over a direct line.
+applist::SlotPtr HoldBus(sd_bus* bus, const std::string& destination, sd_bus_message_handler_t then,
+                         void* data);
+
 // Throws a Failure that says what could not be done to the remote side, such as "select 'x'", and
 // why.
 [[noreturn]] void Fail(const std::string& what, const applist::ControlError& error);

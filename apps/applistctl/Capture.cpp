@@ -14,11 +14,11 @@
 #include "ShownText.h"
 #include "dbus/Frame.h"
 
-using applist::BusError;
 using nlohmann::ordered_json;
 
 namespace {
 
+using applist::BusError;
 using Clock = std::chrono::steady_clock;
 
 constexpr const char* kBusName = "org.freedesktop.DBus";
@@ -86,17 +86,30 @@ class Capturer {
       const std::string owner = OwnerOf(m_bus.get(), name).uniqueName;
       if (!owner.empty()) {
         m_parties[owner] = party;
-        AskWhetherDirect(name == end.incoming ? owner : "");
+        Hold(name, owner);
       }
     }
   }
 
   // ---- A direct line, which no monitor hears
 
-  void AskWhetherDirect(const std::string& owner) {
-    if (!owner.empty()) {
-      m_questions.push_back(GetLinkProperties(m_bus.get(), owner, OnLinkProperties, this));
+  // The user interface's end gives up its line for as long as our connection lasts. One that does
+  // not is asked whether it has a line.
+  void Hold(const std::string& name, const std::string& owner) {
+    if (name == Link().partner.incoming) {
+      m_held = owner;
+      m_questions.push_back(HoldBus(m_bus.get(), owner, OnBusHeld, this));
     }
+  }
+
+  static int OnBusHeld(sd_bus_message* answer, void* data, sd_bus_error* /*error*/) {
+    auto* capturer = static_cast<Capturer*>(data);
+    return capturer->m_follower.Safely([&] {
+      if (!BusError(answer).Name().empty()) {
+        capturer->m_questions.push_back(
+            GetLinkProperties(capturer->m_bus.get(), capturer->m_held, OnLinkProperties, capturer));
+      }
+    });
   }
 
   static int OnLinkProperties(sd_bus_message* answer, void* data, sd_bus_error* /*error*/) {
@@ -167,6 +180,7 @@ class Capturer {
       const auto party = m_parties.find(name);
       if (party != m_parties.end() && *after != '\0') {
         m_parties[after] = party->second;
+        Hold(name, after);
       }
       if (*before != '\0') {
         m_open.erase(m_open.lower_bound({before, 0}), m_open.upper_bound({before, UINT64_MAX}));
@@ -296,6 +310,8 @@ class Capturer {
   std::map<std::string, std::string> m_parties;
   // By the caller's unique name and the number of its message.
   std::map<std::pair<std::string, uint64_t>, Open> m_open;
+  // The user interface's end that was asked last to keep to the bus.
+  std::string m_held;
   bool m_directNoted = false;
   Follower m_follower;
   applist::SlotPtr m_filter;

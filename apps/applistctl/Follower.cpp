@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstring>
 #include <ctime>
 #include <system_error>
 
@@ -135,7 +136,11 @@ int Follower::OnTimeOut(sd_event_source* /*source*/, uint64_t /*now*/, void* dat
   });
 }
 
-int Follower::OnLost(sd_bus_message* /*message*/, void* data, sd_bus_error* /*error*/) {
+int Follower::OnLost(sd_bus_message* message, void* data, sd_bus_error* /*error*/) {
   auto* follower = static_cast<Follower*>(data);
+  const char* sender = sd_bus_message_get_sender(message);
+  if (sender == nullptr || std::strcmp(sender, applist::kLocalSender) != 0) {
+    return 0;
+  }
   return follower->Safely([] { FailLost(); });
 }

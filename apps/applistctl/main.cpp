@@ -10,10 +10,8 @@
 #include <optional>
 #include <vector>
 
-#include "Bus.h"
 #include "Commands.h"
 #include "Output.h"
-#include "ShownText.h"
 #include "command/CommandLine.h"
 
 namespace {
@@ -86,20 +84,22 @@ class Arguments {
   std::vector<std::pair<CLI::App*, std::function<void()>>> m_commands;
 };
 
-int Finish(const Arguments& arguments) {
-  try {
-    arguments.Run();
-    FinishOutput();
-    return static_cast<int>(Status::Done);
-  } catch (const Failure& failure) {
-    std::fflush(stdout);
-    std::fprintf(stderr, "applistctl: %s\n", failure.what());
-    return static_cast<int>(failure.ExitStatus());
-  } catch (const std::exception& error) {
-    std::fflush(stdout);
-    std::fprintf(stderr, "applistctl: %s\n", Harmless(error.what()).c_str());
-    return static_cast<int>(Status::Refused);
+int Run(int argc, char** argv) {
+  applist::CommandLine commandLine("applistctl", "Looks at the application list, and acts on it.");
+  const Arguments arguments(commandLine.App());
+  const std::optional<int> status = commandLine.Read(argc, argv);
+  if (status) {
+    return *status;
   }
+  arguments.Run();
+  FinishOutput();
+  return static_cast<int>(Status::Done);
+}
+
+int End(Status status, const char* why) {
+  std::fflush(stdout);
+  std::fprintf(stderr, "applistctl: %s\n", why);
+  return static_cast<int>(status);
 }
 
 }  // namespace
@@ -109,8 +109,11 @@ int main(int argc, char** argv) {
   // started.
   std::setlocale(LC_CTYPE, "C.UTF-8");
   std::signal(SIGPIPE, SIG_DFL);
-  applist::CommandLine commandLine("applistctl", "Looks at the application list, and acts on it.");
-  const Arguments arguments(commandLine.App());
-  const std::optional<int> status = commandLine.Read(argc, argv);
-  return status ? *status : Finish(arguments);
+  try {
+    return Run(argc, argv);
+  } catch (const Failure& failure) {
+    return End(failure.ExitStatus(), failure.what());
+  } catch (const std::exception& error) {
+    return End(Status::Refused, error.what());
+  }
 }
