@@ -1,14 +1,14 @@
 // SPDX-FileCopyrightText: 2026 The AppList authors
 // SPDX-License-Identifier: MIT
 //
-// private-bus: a bus for tests in other languages, on the daemon that APPLIST_TEST_BUS names. Writes
-// its address as a line of JSON, and ends with standard input.
+// private-bus: a bus for tests in other languages, on the daemon that APPLIST_TEST_BUS names.
+// Writes its address as a line of JSON, and ends with standard input.
+#include "support/PrivateBus.h"
+
 #include <unistd.h>
 
 #include <cstdio>
 #include <exception>
-
-#include "support/PrivateBus.h"
 
 int main() {
   try {
