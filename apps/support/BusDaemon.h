@@ -9,8 +9,8 @@
 #include <string>
 
 #include "dbus/BusConnection.h"
-#include "support/ChildProcess.h"
 #include "dbus/Descriptor.h"
+#include "support/ChildProcess.h"
 
 namespace applist {
 

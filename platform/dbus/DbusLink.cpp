@@ -213,6 +213,7 @@ void DbusLink::StartOver(const char* cause) {
 
 void DbusLink::TakePartner(const std::string& owner) {
   const bool another = owner != m_partner;
+  const bool instead = another && !m_partner.empty();
   m_partner = owner;
   m_partnerInDoubt = false;
   if (m_line != nullptr && KeepsLine(owner)) {
@@ -221,6 +222,8 @@ void DbusLink::TakePartner(const std::string& owner) {
   GiveUpLine();
   if (another) {
     m_inbox.Clear();
+  }
+  if (instead) {
     m_calls.ForgetHang();
     Wake();
   }
