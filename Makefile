@@ -68,7 +68,7 @@ check-tidy: check-clang
 # here are not counted, nor are branches that only an exception of the standard library takes.
 coverage: check-packages
 	cmake --preset coverage
-	cmake --build --preset coverage
+	cmake --build --preset coverage --target tests/unit/all
 	ctest --preset coverage -L unit
 	gcovr --root . --filter src/ --exclude-throw-branches --print-summary \
 	  --fail-under-line 98 --fail-under-branch 90 \
