@@ -62,13 +62,24 @@ constexpr const char* kErrors[] = {"AccessDenied",
                                    "UnknownObject",
                                    "UnknownProperty"};
 
+constexpr const char* kOtherTypes[] = {"", "s", "o", "u", "d", "b", "h", "as", "v"};
+
+ScriptedRemote::Answer StandardError(const char* name) {
+  return ScriptedRemote::Error(std::string("org.freedesktop.DBus.Error.") + name);
+}
+
 class ReplyFaultTest : public FaultTest {
  protected:
-  void Connect() {
+  // With a bad answer nobody has to wait: a call that did would wait for longer than the test.
+  void Connect(CallsWait wait) {
+    if (wait == CallsWait::Forever) {
+      setenv("APPLIST_CALL_TIMEOUT_MS", "300000", 1);
+    }
     uiEnd = std::make_unique<UiEnd>();
-    ASSERT_TRUE(WaitFor([&] { return !uiEnd->States().empty(); }));
-    ASSERT_EQ(uiEnd->States().back().first, 1);
+    ASSERT_TRUE(WaitFor([&] { return IsConnected(); }));
   }
+
+  bool IsConnected() { return !uiEnd->States().empty() && uiEnd->States().back().first == 1; }
 
   std::string Send(int messageId) {
     std::string reply;
@@ -81,16 +92,25 @@ class ReplyFaultTest : public FaultTest {
     for (int id = kFirst; id <= kLast; ++id) {
       remote.AnswerWith(bad);
       EXPECT_EQ(Send(id), "") << id;
-      remote.AnswerWith([](sd_bus_message* call) { ScriptedRemote::Reply(call, "good"); });
+      remote.AnswerWith(ScriptedRemote::Bytes("good"));
       EXPECT_EQ(Send(id), "good") << id;
     }
-    EXPECT_EQ(SlowOperations(), 0U) << "an answer was taken for a hang";
+    EXPECT_EQ(uiEnd->States().size(), 1U) << "the link went down";
   }
 
-  // An answer with one argument of the basic type `type`.
-  template <class Value>
-  static ScriptedRemote::Answer With(const char* type, Value value) {
-    return [type, value](sd_bus_message* call) { sd_bus_reply_method_return(call, type, value); };
+  // Each message with this answer when nobody waits for it any longer. While the hang lasts, the
+  // next ones have no reply; then they have their own.
+  void ExpectNoReplyToLate(const ScriptedRemote::Answer& late) {
+    for (int id = kFirst; id <= kLast; ++id) {
+      remote.Hold();
+      EXPECT_EQ(Send(id), "") << id;
+      remote.AnswerHeld(late);
+      remote.AnswerWith(ScriptedRemote::Bytes("good"));
+      std::string reply;
+      EXPECT_TRUE(WaitFor([&] { return !(reply = Send(id)).empty(); })) << id;
+      EXPECT_EQ(reply, "good") << id;
+    }
+    EXPECT_EQ(uiEnd->States().size(), 1U) << "the link went down";
   }
 
   ScriptedRemote remote{bus.Address()};
@@ -98,69 +118,105 @@ class ReplyFaultTest : public FaultTest {
 };
 
 TEST_F(ReplyFaultTest, EveryErrorIsAnEmptyReply) {
-  ASSERT_NO_FATAL_FAILURE(Connect());
+  ASSERT_NO_FATAL_FAILURE(Connect(CallsWait::Forever));
   for (const char* error : kErrors) {
     SCOPED_TRACE(error);
-    ExpectNoReplyTo(
-        [name = std::string("org.freedesktop.DBus.Error.") + error](sd_bus_message* call) {
-          sd_bus_reply_method_errorf(call, name.c_str(), "An error");
-        });
+    ExpectNoReplyTo(StandardError(error));
   }
 }
 
 TEST_F(ReplyFaultTest, AReplyOfAnotherTypeIsAnEmptyReply) {
-  ASSERT_NO_FATAL_FAILURE(Connect());
-  ExpectNoReplyTo([](sd_bus_message* call) { sd_bus_reply_method_return(call, ""); });
-  ExpectNoReplyTo(With("s", "text"));
-  ExpectNoReplyTo(With("o", "/path"));
-  ExpectNoReplyTo(With("u", 7U));
-  ExpectNoReplyTo(With("d", 7.0));
-  ExpectNoReplyTo(With("b", 1));
-  ExpectNoReplyTo(With("h", 0));
-  ExpectNoReplyTo([](sd_bus_message* call) { sd_bus_reply_method_return(call, "as", 1, "text"); });
-  ExpectNoReplyTo([](sd_bus_message* call) {
-    sd_bus_reply_method_return(call, "v", "ay", 1, static_cast<int>('x'));
-  });
+  ASSERT_NO_FATAL_FAILURE(Connect(CallsWait::Forever));
+  for (const char* type : kOtherTypes) {
+    SCOPED_TRACE(type);
+    ExpectNoReplyTo(ScriptedRemote::OfType(type));
+  }
 }
 
 TEST_F(ReplyFaultTest, ALateReplyIsNotTakenForTheNextOne) {
-  ASSERT_NO_FATAL_FAILURE(Connect());
-  for (int id = kFirst; id <= kLast; ++id) {
-    remote.HoldOne();
-    EXPECT_EQ(Send(id), "") << id;
-    remote.AnswerHeld("late");
-    remote.AnswerWith([](sd_bus_message* call) { ScriptedRemote::Reply(call, "good"); });
-    // Empty until the hang is over.
-    EXPECT_TRUE(WaitFor([&] { return Send(id) == "good"; })) << id;
-    EXPECT_EQ(Send(id), "good") << id;
+  ASSERT_NO_FATAL_FAILURE(Connect(CallsWait::AsUsual));
+  ExpectNoReplyToLate(ScriptedRemote::Bytes("late"));
+  EXPECT_GE(SlowOperations(), static_cast<size_t>(kLast - kFirst + 1)) << "none was late";
+  if (IsLong()) {
+    for (const char* error : kErrors) {
+      SCOPED_TRACE(error);
+      ExpectNoReplyToLate(StandardError(error));
+    }
+    for (const char* type : kOtherTypes) {
+      SCOPED_TRACE(type);
+      ExpectNoReplyToLate(ScriptedRemote::OfType(type));
+    }
   }
-  EXPECT_EQ(SlowOperations(), static_cast<size_t>(kLast - kFirst + 1));
 }
 
-class ModelReplyFaultTest : public FaultTest {};
+class ModelReplyFaultTest : public FaultTest {
+ protected:
+  // The model puts its list there, works, and asks for a selection.
+  void WorkAgainst(ScriptedRemote& remote) {
+    ASSERT_TRUE(WaitFor([&] {
+      return remote.Heard(APPLIST_ADD_ITEM_AT_END_FNC) > 0 ||
+             (Timed([&] { ui->model.AddItemAtEnd(Item(9)); }), false);
+    }));
+    Work(20);
+    remote.Announce();
+    remote.Notify(APPLIST_ITEM_SELECTION_EVENT, 1);
+  }
+
+  // Nothing but the selection is what the other side says.
+  void ExpectNoSelection(ScriptedRemote& remote) {
+    const ItemList items = ui->Holds().items;
+    ASSERT_TRUE(WaitFor([&] { return remote.Heard(APPLIST_GET_SELECTION_FNC) > 0; }));
+    ASSERT_TRUE(WaitFor([&] { return ui->Holds().selection.empty(); }))
+        << "a selection that cannot be asked for is none";
+    EXPECT_EQ(ui->Holds().items, items);
+  }
+
+  void ExpectEqualWithADaemon() {
+    StartDaemon();
+    ASSERT_NO_FATAL_FAILURE(ExpectEqual());
+    StopDaemon();
+  }
+
+  void ExpectToSurvive(const ScriptedRemote::Answer& bad) {
+    {
+      ScriptedRemote remote(bus.Address());
+      remote.AnswerWith(bad);
+      ASSERT_NO_FATAL_FAILURE(WorkAgainst(remote));
+      ASSERT_NO_FATAL_FAILURE(ExpectNoSelection(remote));
+    }
+    ASSERT_NO_FATAL_FAILURE(ExpectEqualWithADaemon());
+  }
+
+  void ExpectToSurviveLate(const ScriptedRemote::Answer& late) {
+    {
+      ScriptedRemote remote(bus.Address());
+      remote.Hold();
+      ASSERT_NO_FATAL_FAILURE(WorkAgainst(remote));
+      remote.AnswerHeld(late);
+      ASSERT_NO_FATAL_FAILURE(ExpectNoSelection(remote));
+    }
+    ASSERT_NO_FATAL_FAILURE(ExpectEqualWithADaemon());
+  }
+};
 
 TEST_F(ModelReplyFaultTest, ARemoteSideThatOnlyFailsLeavesTheModelAtWork) {
   NewUserInterface();
   for (size_t round = 0; round < Rounds(3, 200); ++round) {
-    {
-      ScriptedRemote remote(bus.Address());
-      remote.AnswerWith([](sd_bus_message* call) {
-        sd_bus_reply_method_errorf(call, "org.freedesktop.DBus.Error.Failed", "An error");
-      });
-      ASSERT_TRUE(WaitFor([&] {
-        return remote.Heard(APPLIST_ADD_ITEM_AT_END_FNC) > 0 ||
-               (Timed([&] { ui->model.AddItemAtEnd(Item(9)); }), false);
-      }));
-      Work(20);
-      remote.Announce();
-      remote.Notify(APPLIST_ITEM_SELECTION_EVENT, 1);
-      ASSERT_TRUE(WaitFor([&] { return remote.Heard(APPLIST_GET_SELECTION_FNC) > 0; }));
-      ASSERT_TRUE(WaitFor([&] { return ui->Holds().selection.empty(); }))
-          << "a selection that cannot be asked for is none";
-    }
-    StartDaemon();
-    ASSERT_NO_FATAL_FAILURE(ExpectEqual()) << round;
-    StopDaemon();
+    SCOPED_TRACE(round);
+    const char* const error = kErrors[round % std::size(kErrors)];
+    ASSERT_NO_FATAL_FAILURE(ExpectToSurvive(StandardError(error))) << error;
+    const char* const type = kOtherTypes[round % std::size(kOtherTypes)];
+    ASSERT_NO_FATAL_FAILURE(ExpectToSurvive(ScriptedRemote::OfType(type))) << type;
+  }
+}
+
+TEST_F(ModelReplyFaultTest, ARemoteSideThatIsLateLeavesTheModelAtWork) {
+  NewUserInterface();
+  for (size_t round = 0; round < Rounds(1, 50); ++round) {
+    SCOPED_TRACE(round);
+    ASSERT_NO_FATAL_FAILURE(ExpectToSurviveLate(ScriptedRemote::Bytes("late\nlate\n")));
+    const char* const error = kErrors[round % std::size(kErrors)];
+    ASSERT_NO_FATAL_FAILURE(ExpectToSurviveLate(StandardError(error))) << error;
   }
 }
 

@@ -2,127 +2,76 @@
 // SPDX-License-Identifier: MIT
 #include "fault/ScriptedRemote.h"
 
-#include <systemd/sd-event.h>
+#include <poll.h>
+#include <sys/socket.h>
 
-#include <cstring>
 #include <stdexcept>
-#include <utility>
-
-#include "bus/BusFixture.h"
-#include "dbus/LinkNames.h"
 
 namespace applist_test {
 
 namespace {
 
-// The identifier at the end of a frame.
-int IdentifierOf(const unsigned char* bytes, size_t size) {
-  int identifier = 0;
-  if (size >= sizeof(identifier)) {
-    std::memcpy(&identifier, bytes + size - sizeof(identifier), sizeof(identifier));
+// For whatever the program does, on however slow a machine.
+constexpr int kDeadlineMilliseconds = 60000;
+
+std::string Hex(const std::string& bytes) {
+  constexpr const char* kDigits = "0123456789abcdef";
+  std::string text;
+  for (const char byte : bytes) {
+    text += kDigits[static_cast<unsigned char>(byte) >> 4U];
+    text += kDigits[static_cast<unsigned char>(byte) & 0xFU];
   }
-  return identifier;
+  return text;
 }
 
 }  // namespace
 
 ScriptedRemote::ScriptedRemote(const std::string& address, Names names) {
-  m_thread.Run([&] {
-    m_peer = std::make_unique<BusPeer>(address);
-    sd_bus_add_filter(m_peer->Bus(), nullptr, OnMessage, this);
-    for (const char* name : {kRemoteCallsName, kRemoteName}) {
-      const uint64_t flags = names == Names::Queued ? SD_BUS_NAME_QUEUE : 0;
-      if (sd_bus_request_name(m_peer->Bus(), name, flags) < 0) {
-        throw std::runtime_error(std::string("No name for a scripted remote side: ") + name);
-      }
-    }
-    sd_event* event = nullptr;
-    sd_event_default(&event);
-    sd_bus_attach_event(m_peer->Bus(), event, 0);
-    sd_event_unref(event);
-  });
-}
-
-ScriptedRemote::~ScriptedRemote() {
-  m_thread.Run([&] {
-    m_held.reset();
-    m_peer.reset();
-  });
-}
-
-void ScriptedRemote::AnswerWith(Answer answer) {
-  m_thread.Run([&] { m_answer = std::move(answer); });
-}
-
-void ScriptedRemote::HoldOne() {
-  AnswerWith([this](sd_bus_message* call) {
-    m_held.reset(sd_bus_message_ref(call));
-    m_answer = nullptr;
-  });
-}
-
-void ScriptedRemote::AnswerHeld(const std::string& reply) {
-  m_thread.Run([&] { Reply(m_held.get(), reply); });
-}
-
-// The bus passes each name on when its owner goes, and both before it answers any question.
-void ScriptedRemote::WaitForNames() {
-  m_thread.Run([&] {
-    while (m_peer->OwnerOf(kRemoteName) != m_peer->UniqueName() ||
-           m_peer->OwnerOf(kRemoteCallsName) != m_peer->UniqueName()) {
-    }
-  });
-}
-
-void ScriptedRemote::Notify(int event, size_t count) {
-  m_thread.Run([&] {
-    for (size_t k = 0; k < count; ++k) {
-      m_peer->Notify(kUiName, Frame(event));
-      if (k % 64 == 0) {
-        sd_bus_flush(m_peer->Bus());
-      }
-    }
-  });
-}
-
-void ScriptedRemote::NotifyBytes(const std::string& bytes) {
-  m_thread.Run([&] { m_peer->Notify(kUiName, bytes); });
-}
-
-size_t ScriptedRemote::Heard(int messageId) {
-  size_t heard = 0;
-  m_thread.Run([&] { heard = m_heard[messageId]; });
-  return heard;
-}
-
-void ScriptedRemote::Reply(sd_bus_message* call, const std::string& bytes) {
-  sd_bus_message* created = nullptr;
-  sd_bus_message_new_method_return(call, &created);
-  const applist::MessagePtr reply(created);
-  sd_bus_message_append_array(created, 'y', bytes.data(), bytes.size());
-  sd_bus_send(nullptr, created, nullptr);
-}
-
-void ScriptedRemote::Take(sd_bus_message* call) {
-  const void* bytes = nullptr;
-  size_t size = 0;
-  if (sd_bus_message_read_array(call, 'y', &bytes, &size) > 0) {
-    ++m_heard[IdentifierOf(static_cast<const unsigned char*>(bytes), size)];
+  int ends[2];
+  if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) < 0) {
+    throw std::runtime_error("No sockets for a scripted remote side");
   }
-  const Answer answer = m_answer;
-  if (answer) {
-    answer(call);
-  } else {
-    Reply(call, "");
-  }
+  m_socket = applist::Descriptor(ends[0]);
+  const applist::Descriptor theirs(ends[1]);
+  const std::vector<std::string> command = {PYTHON_PATH,
+                                            "-B",
+                                            SCRIPTED_REMOTE_PATH,
+                                            std::to_string(theirs.Get()),
+                                            address,
+                                            names == Names::Queued ? "queued" : "now"};
+  m_program =
+      std::make_unique<applist::ChildProcess>(command, std::vector<std::string>(), theirs.Get());
+  ReadLine();
 }
 
-int ScriptedRemote::OnMessage(sd_bus_message* message, void* remote, sd_bus_error* /*error*/) {
-  if (sd_bus_message_is_method_call(message, applist::kLinkInterface, "Send") <= 0) {
-    return 0;
+ScriptedRemote::Answer ScriptedRemote::Bytes(const std::string& reply) {
+  return {"bytes " + Hex(reply)};
+}
+
+void ScriptedRemote::NotifyBytes(const std::string& bytes, size_t count) {
+  Do("notify " + std::to_string(count) + " " + Hex(bytes));
+}
+
+std::string ScriptedRemote::Do(const std::string& command) {
+  const std::string line = command + "\n";
+  if (send(m_socket.Get(), line.data(), line.size(), MSG_NOSIGNAL) !=
+      static_cast<ssize_t>(line.size())) {
+    throw std::runtime_error("The scripted remote side has ended");
   }
-  static_cast<ScriptedRemote*>(remote)->Take(message);
-  return 1;
+  return ReadLine();
+}
+
+std::string ScriptedRemote::ReadLine() {
+  std::string line;
+  for (char next = 0;; line += next) {
+    pollfd ready = {m_socket.Get(), POLLIN, 0};
+    if (poll(&ready, 1, kDeadlineMilliseconds) <= 0 || recv(m_socket.Get(), &next, 1, 0) <= 0) {
+      throw std::runtime_error("The scripted remote side has ended, or does nothing");
+    }
+    if (next == '\n') {
+      return line;
+    }
+  }
 }
 
 }  // namespace applist_test

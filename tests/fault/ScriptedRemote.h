@@ -1,59 +1,62 @@
 // SPDX-FileCopyrightText: 2026 The AppList authors
 // SPDX-License-Identifier: MIT
 //
-// A remote side that answers whatever a test wants it to, on a thread of its own.
+// A remote side that answers whatever a test wants it to: a program in Python, steered from here.
 #ifndef APPLIST_TESTS_FAULT_SCRIPTEDREMOTE_H
 #define APPLIST_TESTS_FAULT_SCRIPTEDREMOTE_H
 
-#include <functional>
-#include <map>
 #include <memory>
 #include <string>
 
 #include "bus/BusPeer.h"
-#include "bus/LoopThread.h"
 #include "common/AppListRemoteControl.h"
+#include "dbus/Descriptor.h"
+#include "support/ChildProcess.h"
 
 namespace applist_test {
 
+// Used by one thread at a time. Each operation returns when it is done, and throws
+// std::runtime_error when the program has ended or does nothing for very long.
 class ScriptedRemote {
  public:
   // Takes both names of the remote side at once, or gets them when they are free.
   enum class Names { AtOnce, Queued };
   explicit ScriptedRemote(const std::string& address, Names names = Names::AtOnce);
-  ~ScriptedRemote();
   ScriptedRemote(const ScriptedRemote&) = delete;
   ScriptedRemote& operator=(const ScriptedRemote&) = delete;
 
-  // What to do with a Send, on the other thread. Without it, an empty reply.
-  using Answer = std::function<void(sd_bus_message* call)>;
-  void AnswerWith(Answer answer);
+  // How a Send is answered.
+  struct Answer {
+    std::string command;
+  };
+  static Answer Bytes(const std::string& reply);
+  static Answer Error(const std::string& name) { return {"error " + name}; }
+  // A reply of one of some types other than an array of bytes, or of nothing.
+  static Answer OfType(const std::string& signature) { return {"type " + signature}; }
 
-  // Keeps the next Send, and answers it later.
-  void HoldOne();
-  void AnswerHeld(const std::string& reply);
+  // From now on; an empty reply before.
+  void AnswerWith(const Answer& answer) { Do("answer " + answer.command); }
 
-  void WaitForNames();
+  // Keeps each Send from now on; then answers what was kept, and what comes from then on.
+  void Hold() { Do("answer hold"); }
+  void AnswerHeld(const Answer& answer) { Do("release " + answer.command); }
+
+  void WaitForNames() { Do("wait"); }
   void Announce() { Notify(APPLIST_LOCAL_CREATED_EVENT, 1); }
-  void Notify(int event, size_t count);
-  // A signal Notify with any bytes in it.
-  void NotifyBytes(const std::string& bytes);
+  void Notify(int event, size_t count) { NotifyBytes(Frame(event), count); }
+  // Signals Notify with any bytes in them. Returns when the bus has worked them off.
+  void NotifyBytes(const std::string& bytes, size_t count = 1);
 
   // How many messages with this identifier have come.
-  size_t Heard(int messageId);
-
-  static void Reply(sd_bus_message* call, const std::string& bytes);
+  size_t Heard(int messageId) { return std::stoul(Do("count " + std::to_string(messageId))); }
 
  private:
-  void Take(sd_bus_message* call);
-  static int OnMessage(sd_bus_message* message, void* remote, sd_bus_error* error);
+  std::string Do(const std::string& command);
+  // The next line that the program writes, without its end.
+  std::string ReadLine();
 
-  // All but the thread is used on the thread.
-  std::unique_ptr<BusPeer> m_peer;
-  Answer m_answer;
-  applist::MessagePtr m_held;
-  std::map<int, size_t> m_heard;
-  LoopThread m_thread;
+  applist::Descriptor m_socket;
+  std::unique_ptr<applist::ChildProcess> m_program;
 };
 
 }  // namespace applist_test
