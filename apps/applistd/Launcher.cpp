@@ -38,16 +38,17 @@ void Check(int number, const char* what) {
   }
 }
 
-// Next to the daemon, as it is built, or where it is installed.
+// Next to the daemon, as it is built, or where it is installed, below whatever prefix.
 std::string FindHelper() {
   const auto folder = std::filesystem::read_symlink("/proc/self/exe").parent_path();
-  const std::string built = folder / kHelperName;
-  for (const std::string& path : {built, std::string(APPLIST_LAUNCH_PATH)}) {
+  std::filesystem::path path;
+  for (const char* place : {".", APPLIST_LAUNCH_FOLDER}) {
+    path = (folder / place / kHelperName).lexically_normal();
     if (access(path.c_str(), X_OK) == 0) {
       return path;
     }
   }
-  throw std::system_error(errno, std::generic_category(), APPLIST_LAUNCH_PATH);
+  throw std::system_error(errno, std::generic_category(), path);
 }
 
 // What a service manager or a bus says to the daemon alone.

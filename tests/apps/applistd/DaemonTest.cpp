@@ -85,17 +85,25 @@ TEST_F(DaemonTest, AWrongCommandLineIsOneLineAndUsageStatus) {
   EXPECT_EQ(CountSaid("\n"), 1U);
 }
 
-TEST_F(DaemonTest, FailsAtTheStartWithoutTheProgramThatLaunches) {
-  if (std::filesystem::exists(APPLIST_LAUNCH_PATH)) {
-    GTEST_SKIP() << "it is installed on this machine";
-  }
+// The daemon as it is installed, below a prefix that nobody knew when it was built.
+TEST_F(DaemonTest, FindsTheProgramThatLaunchesWhereBothAreInstalled) {
+  const std::filesystem::path built = DaemonCommand().front();
+  const std::filesystem::path installed = folder / "prefix/bin/applistd";
+  const std::filesystem::path helper =
+      (installed.parent_path() / LAUNCH_FOLDER / "applist-launch").lexically_normal();
+  std::filesystem::create_directories(installed.parent_path());
+  std::filesystem::copy_file(built, installed);
   std::vector<std::string> command = Command({"--launch"});
-  // Not next to it either.
-  std::filesystem::copy_file(DaemonCommand().front(), folder / "applistd");
-  command[5] = folder / "applistd";
+  command[5] = installed;
   daemon = std::make_unique<applist::ChildProcess>(command);
   EXPECT_EQ(WaitForEnd(), 1);
-  EXPECT_EQ(Said(), "applistd: " APPLIST_LAUNCH_PATH ": No such file or directory\n");
+  EXPECT_EQ(Said(), "applistd: " + helper.string() + ": No such file or directory\n");
+
+  std::filesystem::create_directories(helper.parent_path());
+  std::filesystem::copy_file(built.parent_path() / "applist-launch", helper);
+  const std::vector<std::string> notify = {"NOTIFY_SOCKET=" + folder / "notify"};
+  daemon = std::make_unique<applist::ChildProcess>(command, notify);
+  EXPECT_TRUE(WaitForTold("READY=1")) << Said();
 }
 
 // The choice of a bus
