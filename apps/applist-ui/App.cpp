@@ -87,7 +87,6 @@ App::App(Screen& screen, CapturedLog& log, std::function<void()> end)
                 }}),
       m_catalogue(m_model) {
   m_model.AddItemSelectionListener(this);
-  m_model.AddItemChangeListener(this);
   m_model.AddItemClickedListener(this);
   // A long list takes its time.
   Say(L"Reading the applications");
@@ -110,18 +109,16 @@ void App::TakeApplications() {
 // What the remote side says. Its words and its control interface travel on two ways: what is shown
 // is what is known when it is drawn.
 
+// What a key has done before is answered as well, and is no event of its own.
 void App::ItemSelected(AppListModel* /*model*/) {
+  const bool wasSelected = m_selected;
+  const size_t position = m_position;
   TakeSelection();
-  Say([this] {
-    return L"Selected on the remote side: " + (m_selected ? SelectedName() : L"nothing");
-  });
-}
-
-void App::ItemChanged(AppListModel* /*model*/) {
-  Say([this] {
-    return L"The list of the remote side changed: " +
-           Number(m_remote.Holds().items.size(), L"entry", L"entries");
-  });
+  if (m_selected != wasSelected || m_position != position) {
+    Say([this] {
+      return L"Selected on the remote side: " + (m_selected ? SelectedName() : L"nothing");
+    });
+  }
 }
 
 void App::ItemClicked(AppListModel* /*model*/) {
@@ -255,7 +252,7 @@ void App::TakeSelection() {
 }
 
 std::wstring App::SelectedName() const {
-  return Printable(m_catalogue.NameAt(m_position));
+  return ShownName(m_catalogue.NameAt(m_position));
 }
 
 void App::Click() {
@@ -509,7 +506,7 @@ std::wstring App::RemoteName(const std::string& id) const {
   const auto& items = m_remote.Holds().items;
   const auto found = std::find_if(items.begin(), items.end(),
                                   [&id](const auto& item) { return item.first == id; });
-  return Printable(found != items.end() ? found->second : id);
+  return ShownName(found != items.end() ? found->second : id);
 }
 
 void App::DrawStatus() {

@@ -20,7 +20,7 @@
 
 namespace applist_ui {
 
-class App : private ItemSelectionListener, private ItemChangeListener, private ItemClickListener {
+class App : private ItemSelectionListener, private ItemClickListener {
  public:
   // Reads the applications of the machine, and puts them into the list. `end` is called when the
   // user wants to.
@@ -42,7 +42,6 @@ class App : private ItemSelectionListener, private ItemChangeListener, private I
   enum class Mode { List, Find, Rename, AskEmpty, Help, Log };
 
   void ItemSelected(AppListModel* model) override;
-  void ItemChanged(AppListModel* model) override;
   void ItemClicked(AppListModel* model) override;
 
   // Keys, by mode.

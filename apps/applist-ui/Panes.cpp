@@ -14,15 +14,11 @@ namespace {
 // From this width on there is room for identifiers beside the names.
 constexpr int kColumnsWithIds = 60;
 
-std::wstring NameOf(const ListRow& row) {
-  return row.name.empty() ? std::wstring(L"(no name)") : Printable(row.name);
-}
-
 void DrawRow(Screen& screen, int line, const Box& box, const ListRow& row, bool selected) {
   const Style style = selected ? Style::Selected : Style::Plain;
   const std::wstring marks = {selected ? L'>' : L' ', row.clicked ? L'*' : L' '};
   const int names = box.columns < kColumnsWithIds ? box.columns : box.columns * 3 / 5;
-  screen.Put(line, box.column, names, marks + FirstCells(NameOf(row), names - 2), style);
+  screen.Put(line, box.column, names, marks + FirstCells(ShownName(row.name), names - 2), style);
   screen.Put(line, box.column + names, box.columns - names, L" " + Printable(row.id), style);
 }
 

@@ -22,6 +22,11 @@ inline std::wstring Printable(const std::string& bytes) {
   return Printable(Decode(bytes));
 }
 
+// The same for the name of an entry, which may be empty.
+inline std::wstring ShownName(const std::string& name) {
+  return name.empty() ? std::wstring(L"(no name)") : Printable(name);
+}
+
 // Whether the locale can write a character at all.
 bool IsInCharset(wchar_t character);
 

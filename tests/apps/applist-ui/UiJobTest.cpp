@@ -21,7 +21,6 @@ class UiJobTest : public UiTest {
 TEST_F(UiJobTest, ArrowsMoveTheSelection) {
   Press({"Down", "Down"});
   ExpectBoth({"Alarm", "Browser", "Camera", "Mail", "Maps"}, "Camera");
-  ExpectStatus("Selected on the remote side: Camera");
   Press({"Up"});
   ExpectBoth({"Alarm", "Browser", "Camera", "Mail", "Maps"}, "Browser");
   Press({"End", "Down"});
@@ -49,6 +48,7 @@ TEST_F(UiJobTest, RenamesTheSelectedEntry) {
   terminal->Type("Welt \u65e5\u672c");
   Press({"Enter"});
   ExpectBoth({"Alarm", "Welt \u65e5\u672c", "Camera", "Mail", "Maps"}, "Welt \u65e5\u672c");
+  ExpectStatus("Renamed to Welt \u65e5\u672c");
   Press({"r", "x", "Escape"});
   ExpectPrompt("? help");
   ExpectBoth({"Alarm", "Welt \u65e5\u672c", "Camera", "Mail", "Maps"}, "Welt \u65e5\u672c");
@@ -57,6 +57,8 @@ TEST_F(UiJobTest, RenamesTheSelectedEntry) {
 TEST_F(UiJobTest, RemovesAndAddsAgain) {
   Press({"d", "d"});
   ExpectBoth({"Camera", "Mail", "Maps"}, "Camera");
+  // The remote side answers with events of its own, which are not in the way.
+  ExpectStatus("Removed Browser; a adds it again");
   Press({"a"});
   ExpectBoth({"Camera", "Mail", "Maps", "Browser"}, "Browser");
   Press({"a"});
@@ -113,6 +115,16 @@ TEST_F(UiJobTest, FollowsTheRemoteSide) {
   ExpectStatus("Clicked on the remote side: Maps");
   Press({"Down"});
   ExpectBoth({"Alarm", "Browser", "Camera", "Mail", "Maps"}, "Maps");
+}
+
+TEST_F(UiJobTest, TellsOfAnEntryWithoutAName) {
+  applist::ControlClient control(bus.Address());
+  Press({"r", "C-u", "Enter"});
+  ExpectStatus("Renamed to (no name)");
+  control.Select("b.desktop");
+  ExpectStatus("Selected on the remote side: Browser");
+  control.Select("a.desktop");
+  ExpectStatus("Selected on the remote side: (no name)");
 }
 
 TEST_F(UiJobTest, ShowsHelp) {
