@@ -34,13 +34,23 @@ int Collect(int byte) {
   return byte;
 }
 
+std::string TerminalType() {
+  const char* type = std::getenv("TERM");
+  return type != nullptr ? type : "";
+}
+
+// Whether this is a text of the terminal's description, and not the lack of one.
+bool IsCapability(const char* text) {
+  return text != nullptr && reinterpret_cast<intptr_t>(text) != -1;
+}
+
 // What brings this terminal back to its usual ways, byte by byte.
 std::string RestoringSequence() {
   std::string sequence;
   g_collected = &sequence;
   for (const char* name : {"sgr0", "op", "rmkx", "cnorm", "rmcup"}) {
     const char* text = tigetstr(name);
-    if (text != nullptr && reinterpret_cast<intptr_t>(text) != -1) {
+    if (IsCapability(text)) {
       tputs(text, 1, Collect);
     }
   }
@@ -132,9 +142,12 @@ Screen::Screen() {
   }
   m_screen.reset(newterm(nullptr, stdout, stdin));
   if (m_screen == nullptr) {
-    const char* type = std::getenv("TERM");
-    throw std::runtime_error(std::string("nothing is known about terminals of the type '") +
-                             (type != nullptr ? type : "") + "'; set TERM");
+    throw std::runtime_error("nothing is known about terminals of the type '" + TerminalType() +
+                             "'; set TERM");
+  }
+  if (!IsCapability(tigetstr("cup"))) {
+    throw std::runtime_error("terminals of the type '" + TerminalType() +
+                             "' cannot place the cursor; set TERM");
   }
   m_guard.emplace(RestoringSequence(), m_settings);
   Begin();

@@ -88,6 +88,15 @@ TEST_F(UiNoTerminalTest, SaysSoOnATerminalThatNobodyKnows) {
   EXPECT_THAT(ReadFile("log"), ::testing::HasSubstr("set TERM"));
 }
 
+TEST_F(UiNoTerminalTest, SaysSoOnATerminalThatCannotPlaceTheCursor) {
+  Start start;
+  start.environment = {"TERM=dumb"};
+  StartUi(start);
+  EXPECT_EQ(UiStatus(), "1");
+  EXPECT_THAT(ReadFile("log"), ::testing::HasSubstr("cannot place the cursor; set TERM"));
+  ExpectTerminalRestored();
+}
+
 TEST_F(UiNoTerminalTest, RefusesWhatItDoesNotKnow) {
   Start start;
   start.arguments = "--nothing";
