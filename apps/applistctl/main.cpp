@@ -5,6 +5,7 @@
 #include <clocale>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <functional>
 #include <optional>
@@ -12,16 +13,37 @@
 
 #include "Commands.h"
 #include "Output.h"
+#include "ShownText.h"
 #include "command/CommandLine.h"
 
 namespace {
+
+// The library's own check lets "nan" pass, and "-1" as a large number.
+CLI::Validator NumberFrom(int least) {
+  constexpr double kMost = 1e9;
+  const auto check = [least](const std::string& text) {
+    char* end = nullptr;
+    const double number = std::strtod(text.c_str(), &end);
+    const bool fits = !text.empty() && *end == '\0' && number >= least && number <= kMost;
+    return fits ? std::string()
+                : "'" + Harmless(text) + "' is no number from " + std::to_string(least) +
+                      " to 1000000000";
+  };
+  return CLI::Validator(check, "");
+}
 
 // What the command line says.
 class Arguments {
  public:
   explicit Arguments(CLI::App& app) {
     app.add_flag("--json", m_json, "Write JSON, one object on a line");
-    app.require_subcommand(1);
+    // Not required before: what is no command is named first.
+    app.require_subcommand(0, 1);
+    app.callback([&app] {
+      if (app.get_subcommands().empty()) {
+        throw CLI::RequiredError("A command");
+      }
+    });
     CLI::App* list = Add(app, "list", "Show the items, the selection and the last click", [this] {
       List(m_onlyIdentifiers ? ListContent::Identifiers : ListContent::Items, OutputFormat());
     });
@@ -67,13 +89,12 @@ class Arguments {
   }
 
   void AddFollowing(CLI::App* command) {
-    constexpr double kLongest = 1e9;
     command->add_option("--count", m_follow.count, "End after so many lines")
         ->type_name("N")
-        ->check(CLI::Range(1UL, ~0UL).description(""));
+        ->check(NumberFrom(1));
     command->add_option("--timeout", m_follow.timeout, "End after so many seconds")
         ->type_name("SECONDS")
-        ->check(CLI::Range(0.0, kLongest).description(""));
+        ->check(NumberFrom(0));
   }
 
   bool m_json = false;

@@ -751,9 +751,11 @@ class TroubleTest(ProgramTest):
     def test_wrong_usage(self):
         for arguments in ([], ['nonsense'], ['list', 'more'], ['select'], ['select', 'a', 'b'],
                           ['watch', '--count', '0'], ['watch', '--count', 'x'],
-                          ['capture', '--timeout', '-1'], ['status', '--nonsense'],
-                          ['--system', '--session', 'list']):
+                          ['watch', '--count', '-1'], ['watch', '--count', '1.5'],
+                          ['capture', '--timeout', '-1'], ['capture', '--timeout', 'nan'],
+                          ['status', '--nonsense'], ['--system', '--session', 'list']):
             self.fails(USAGE, *arguments, says='see applistctl --help')
+        self.fails(USAGE, 'nonsense', says='not expected: nonsense')
 
     def test_helps(self):
         for arguments in ([], ['list'], ['watch'], ['decode']):
