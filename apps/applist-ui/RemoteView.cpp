@@ -30,7 +30,7 @@ constexpr const char* kBusPath = "/org/freedesktop/DBus";
 constexpr const char* kLocal = "org.freedesktop.DBus.Local";
 constexpr const char* kLocalPath = "/org/freedesktop/DBus/Local";
 constexpr const char* kProperties = "org.freedesktop.DBus.Properties";
-constexpr const char* kControl = "org.javamw.Applist.Control1";
+constexpr const char* kControl = applist::ControlClient::kInterface;
 
 const applist::LinkNames& Names() {
   static const applist::LinkNames names = applist::LinkNames::ForUserInterface("Applist");
@@ -82,7 +82,7 @@ RemoteView::Link RemoteView::State() const {
   if (!m_ours.value_or(true)) {
     return Link::Taken;
   }
-  if (m_remote.empty() || m_own.empty() || (m_partner && m_partner->empty())) {
+  if (m_remote.empty() || m_own.empty() || m_linkState.partner == "") {
     return Link::Nobody;
   }
   return IsOld() ? Link::Hung : Link::Connected;
@@ -229,9 +229,7 @@ void RemoteView::TakeOwn(const std::string& owner) {
   }
   m_own = owner;
   m_ours.reset();
-  m_partner.reset();
-  m_hung.reset();
-  m_direct.reset();
+  m_linkState = {};
   m_link.reset();
   m_process.reset();
   if (!owner.empty()) {
@@ -305,32 +303,9 @@ void RemoteView::ReadLink() {
 void RemoteView::OnLink(sd_bus_message* answer) {
   m_link.reset();
   if (!IsError(answer)) {
-    TakeLink(answer);
+    m_linkState.Take(answer);
     Changed();
   }
-}
-
-// Those properties of the link that are known here and in the dictionary.
-void RemoteView::TakeLink(sd_bus_message* dictionary) {
-  Check(sd_bus_message_enter_container(dictionary, 'a', "{sv}"), "No properties");
-  while (sd_bus_message_enter_container(dictionary, 'e', "sv") > 0) {
-    const char* name = "";
-    const char* partner = nullptr;
-    int flag = 0;
-    sd_bus_message_read(dictionary, "s", &name);
-    const std::string property = name;
-    if (property == "Partner" && sd_bus_message_read(dictionary, "v", "s", &partner) > 0) {
-      m_partner = partner;
-    } else if (property == "Hung" && sd_bus_message_read(dictionary, "v", "b", &flag) > 0) {
-      m_hung = flag != 0;
-    } else if (property == "Direct" && sd_bus_message_read(dictionary, "v", "b", &flag) > 0) {
-      m_direct = flag != 0;
-    } else {
-      sd_bus_message_skip(dictionary, "v");
-    }
-    Check(sd_bus_message_exit_container(dictionary), "A malformed property");
-  }
-  Check(sd_bus_message_exit_container(dictionary), "Malformed properties");
 }
 
 // The items are announced without their value: they are read anew, with everything else.
@@ -347,7 +322,7 @@ void RemoteView::OnPropertiesChanged(sd_bus_message* message) {
       ReadControl();
     }
   } else if (m_ours.value_or(false) && std::strcmp(interface, applist::kLinkInterface) == 0) {
-    TakeLink(message);
+    m_linkState.Take(message);
   }
   Changed();
 }

@@ -17,6 +17,7 @@
 
 #include "dbus/BusConnection.h"
 #include "support/ControlClient.h"
+#include "support/LinkProperties.h"
 
 namespace applist_ui {
 
@@ -50,14 +51,14 @@ class RemoteView {
   Link State() const;
 
   // Whether frames travel beside the bus; nothing where that is not known.
-  std::optional<bool> IsDirect() const { return m_direct; }
+  std::optional<bool> IsDirect() const { return m_linkState.direct; }
 
   // Whether the control interface has been read, since the remote side came.
   bool IsKnown() const { return m_known; }
 
   // Whether what was read may have changed since, because the remote side does not answer: the link
   // has found out, or it was asked here.
-  bool IsOld() const { return m_overdue || m_hung.value_or(false); }
+  bool IsOld() const { return m_overdue || m_linkState.hung.value_or(false); }
 
   const applist::ControlClient::State& Holds() const { return m_holds; }
 
@@ -82,7 +83,6 @@ class RemoteView {
   void TakeOwn(const std::string& owner);
   void ReadControl();
   void ReadLink();
-  void TakeLink(sd_bus_message* dictionary);
   void Ask(applist::SlotPtr& slot, sd_bus_message_handler_t onAnswer, const std::string& whom,
            const char* interface, const char* member, const char* argument);
   void SetOverdue(bool overdue);
@@ -119,9 +119,7 @@ class RemoteView {
   std::string m_own;
   // Whether that user interface is this process.
   std::optional<bool> m_ours;
-  std::optional<std::string> m_partner;
-  std::optional<bool> m_hung;
-  std::optional<bool> m_direct;
+  applist::LinkProperties m_linkState;
 
   applist::SlotPtr m_control;
   applist::SlotPtr m_link;

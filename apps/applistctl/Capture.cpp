@@ -13,6 +13,7 @@
 #include "Output.h"
 #include "ShownText.h"
 #include "dbus/Frame.h"
+#include "support/LinkProperties.h"
 
 using nlohmann::ordered_json;
 
@@ -118,19 +119,10 @@ class Capturer {
   }
 
   void NoteWhetherDirect(sd_bus_message* answer) {
-    const char* property = nullptr;
-    if (sd_bus_message_enter_container(answer, 'a', "{sv}") < 0) {
-      return;
-    }
-    while (sd_bus_message_enter_container(answer, 'e', "sv") > 0 &&
-           sd_bus_message_read(answer, "s", &property) > 0) {
-      int direct = 0;
-      if (property != std::string("Direct")) {
-        sd_bus_message_skip(answer, "v");
-      } else if (sd_bus_message_read(answer, "v", "b", &direct) > 0 && direct != 0) {
-        NoteDirectLine();
-      }
-      sd_bus_message_exit_container(answer);
+    applist::LinkProperties link;
+    link.Take(answer);
+    if (link.direct.value_or(false)) {
+      NoteDirectLine();
     }
   }
 

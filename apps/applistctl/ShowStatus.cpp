@@ -8,6 +8,7 @@
 #include "Commands.h"
 #include "Output.h"
 #include "ShownText.h"
+#include "support/LinkProperties.h"
 
 using applist::BusError;
 using applist::ControlClient;
@@ -15,22 +16,15 @@ using nlohmann::ordered_json;
 
 namespace {
 
-// What one end says about itself. It may be an older one, which does not say everything.
-struct LinkState {
-  // Whether it answers; nothing when it was not asked, or the bus does not let us.
-  std::optional<bool> answers;
-  std::optional<std::string> partner;
-  std::optional<bool> hung;
-  std::optional<bool> direct;
-};
-
 struct End {
   const char* title;
   const char* key;
   applist::LinkEnd names;
   Owner incoming;
   Owner calls;
-  LinkState link;
+  // Whether it answers; nothing when it was not asked, or the bus does not let us.
+  std::optional<bool> answers;
+  applist::LinkProperties link;
   bool asked = false;
   applist::SlotPtr question;
 };
@@ -43,50 +37,17 @@ struct Held {
   applist::SlotPtr question;
 };
 
-std::optional<bool> ReadFlag(sd_bus_message* message) {
-  int flag = 0;
-  return sd_bus_message_read(message, "v", "b", &flag) < 0 ? std::nullopt
-                                                           : std::make_optional(flag != 0);
-}
-
-std::optional<std::string> ReadText(sd_bus_message* message) {
-  const char* text = nullptr;
-  return sd_bus_message_read(message, "v", "s", &text) < 0 ? std::nullopt
-                                                           : std::make_optional<std::string>(text);
-}
-
-void ReadProperties(sd_bus_message* answer, LinkState& link) {
-  const char* property = nullptr;
-  if (sd_bus_message_enter_container(answer, 'a', "{sv}") < 0) {
-    return;
-  }
-  while (sd_bus_message_enter_container(answer, 'e', "sv") > 0 &&
-         sd_bus_message_read(answer, "s", &property) > 0) {
-    const std::string name = property;
-    if (name == "Partner") {
-      link.partner = ReadText(answer);
-    } else if (name == "Hung") {
-      link.hung = ReadFlag(answer);
-    } else if (name == "Direct") {
-      link.direct = ReadFlag(answer);
-    } else {
-      sd_bus_message_skip(answer, "v");
-    }
-    sd_bus_message_exit_container(answer);
-  }
-}
-
 int OnLinkState(sd_bus_message* answer, void* data, sd_bus_error* /*error*/) {
   End& end = *static_cast<End*>(data);
   end.asked = false;
   const BusError error(answer);
   if (IsTimeOut(0, error.Name())) {
-    end.link.answers = false;
+    end.answers = false;
   } else if (!error.Is(SD_BUS_ERROR_ACCESS_DENIED)) {
-    end.link.answers = true;
+    end.answers = true;
   }
   if (error.Name().empty()) {
-    ReadProperties(answer, end.link);
+    end.link.Take(answer);
   }
   return 0;
 }
@@ -158,7 +119,7 @@ ordered_json Json(const End& end) {
   }
   return {{"incoming", Json(end.names.incoming, end.incoming)},
           {"calls", Json(end.names.calls, end.calls)},
-          {"answers", Json(end.link.answers)},
+          {"answers", Json(end.answers)},
           {"partner", partner},
           {"hung", Json(end.link.hung)},
           {"direct", Json(end.link.direct)}};
@@ -196,10 +157,10 @@ std::string StateOf(const End& end) {
   if (end.incoming.uniqueName.empty()) {
     return "not running";
   }
-  return InWords(end.link.answers, "running", "does not answer");
+  return InWords(end.answers, "running", "does not answer");
 }
 
-std::string PartnerOf(const LinkState& link) {
+std::string PartnerOf(const applist::LinkProperties& link) {
   return link.partner ? (link.partner->empty() ? "none" : Shown(*link.partner)) : "-";
 }
 
@@ -224,7 +185,7 @@ void AddRows(Rows& rows, const Held& held) {
 }
 
 void FailUnless(const End& end) {
-  if (end.link.answers == false) {
+  if (end.answers == false) {
     throw Failure(Status::TimeOut, std::string("the ") + end.title + " at " + end.names.incoming +
                                        " does not answer; see whether process " +
                                        std::to_string(end.incoming.process) + " is stopped");
@@ -235,8 +196,8 @@ void FailUnless(const End& end) {
 
 void ShowStatus(Format format) {
   const applist::BusPtr bus = Connect();
-  End ui = {"user interface", "user_interface", Link().partner, {}, {}, {}, false, nullptr};
-  End remote = {"remote side", "remote_side", Link().own, {}, {}, {}, false, nullptr};
+  End ui = {"user interface", "user_interface", Link().partner, {}, {}, {}, {}, false, nullptr};
+  End remote = {"remote side", "remote_side", Link().own, {}, {}, {}, {}, false, nullptr};
   Held held;
   Ask(bus.get(), ui);
   Ask(bus.get(), remote);

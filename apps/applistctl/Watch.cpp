@@ -19,7 +19,6 @@ using nlohmann::ordered_json;
 namespace {
 
 constexpr const char* kBusName = "org.freedesktop.DBus";
-constexpr const char* kControlInterface = "org.javamw.Applist.Control1";
 
 // The remote side tells that its list has changed, but not how: the list is read again, and
 // compared with what it was. The answer is behind everything that the remote side said before it
@@ -56,10 +55,10 @@ class Watcher {
              Callback<&Watcher::OnOwnerChanged>);
     AddMatch("type='signal',sender='" + Link().own.incoming + "',path='" + Link().objectPath +
                  "',interface='org.freedesktop.DBus.Properties',member='PropertiesChanged',arg0='" +
-                 kControlInterface + "'",
+                 ControlClient::kInterface + "'",
              Callback<&Watcher::OnPropertiesChanged>);
     AddMatch("type='signal',sender='" + Link().own.incoming + "',path='" + Link().objectPath +
-                 "',interface='" + kControlInterface + "',member='Launched'",
+                 "',interface='" + ControlClient::kInterface + "',member='Launched'",
              Callback<&Watcher::OnLaunched>);
   }
 

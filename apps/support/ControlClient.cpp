@@ -13,7 +13,6 @@ namespace {
 
 constexpr const char* kName = "org.javamw.Applist.Local";
 constexpr const char* kPath = "/org/javamw/Applist";
-constexpr const char* kInterface = "org.javamw.Applist.Control1";
 constexpr uint64_t kTimeoutMicroseconds = 5000000;
 
 void Check(int result, const char* what, const BusError& error = BusError()) {

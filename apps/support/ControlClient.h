@@ -33,6 +33,8 @@ class ControlError : public std::runtime_error {
 // bus start a remote side. What fails throws ControlError with the bus's words.
 class ControlClient {
  public:
+  static constexpr const char* kInterface = "org.javamw.Applist.Control1";
+
   struct State {
     // Identifier and visible name of each item, in order.
     std::vector<std::pair<std::string, std::string>> items;
