@@ -23,10 +23,10 @@ if(APPLIST_COVERAGE)
   target_link_options(applist-build INTERFACE --coverage)
 endif()
 
-# applist_library(NAME ALIAS SOURCE...): a library of the project.
-function(applist_library name alias)
+# applist_library(NAME SOURCE...): a part of the library, which CMakeLists.txt beside this puts
+# together.
+function(applist_library name)
   add_library(${name} STATIC ${ARGN})
-  add_library(AppList::${alias} ALIAS ${name})
   target_compile_features(${name} PUBLIC cxx_std_17)
   set_target_properties(${name} PROPERTIES CXX_EXTENSIONS OFF POSITION_INDEPENDENT_CODE ON)
   target_link_libraries(${name} PRIVATE $<BUILD_INTERFACE:applist-build>)
