@@ -107,7 +107,12 @@ class ReplyFaultTest : public FaultTest {
       remote.AnswerHeld(late);
       remote.AnswerWith(ScriptedRemote::Bytes("good"));
       std::string reply;
-      EXPECT_TRUE(WaitFor([&] { return !(reply = Send(id)).empty(); })) << id;
+      // One after the other has come: what piles up there would make the next one late as well.
+      EXPECT_TRUE(WaitFor([&] {
+        const size_t heard = remote.Heard(id);
+        reply = Send(id);
+        return !reply.empty() || (WaitFor([&] { return remote.Heard(id) > heard; }), false);
+      })) << id;
       EXPECT_EQ(reply, "good") << id;
     }
     EXPECT_EQ(uiEnd->States().size(), 1U) << "the link went down";
