@@ -45,7 +45,7 @@ std::vector<char> CallConnection::Call(const std::vector<char>& frame) {
     reply = CallLocked(frame, deadline);
     untended = untended || NeedsTending();
   }
-  if (untended || m_lineWanted) {
+  if (untended) {
     m_onUntended();
   }
   return reply;
@@ -54,6 +54,10 @@ std::vector<char> CallConnection::Call(const std::vector<char>& frame) {
 std::vector<char> CallConnection::CallLocked(const std::vector<char>& frame,
                                              const Deadline& deadline) {
   ProcessLine();
+  if (m_isOffered) {
+    Process();
+    TakeOffer();
+  }
   if (!OnLine() && !OpenLocked(deadline)) {
     return std::vector<char>();
   }
@@ -78,6 +82,7 @@ bool CallConnection::Tend(int& fd, int& events) {
   }
   ProcessLine();
   Process();
+  TakeOffer();
   if (!NeedsTending()) {
     return false;
   }
@@ -86,25 +91,49 @@ bool CallConnection::Tend(int& fd, int& events) {
   return fd >= 0 && events >= 0;
 }
 
-// Whether something has to be read or written though nobody calls.
+// Whether something has to be read or written though nobody calls. The loss of the line is read,
+// too: nobody may call again.
 bool CallConnection::NeedsTending() {
   uint64_t unwritten = 0;
   return Way() != nullptr &&
-         (m_hung || (sd_bus_get_n_queued_write(Way(), &unwritten) >= 0 && unwritten > 0));
+         (m_ping != nullptr || (OnLine() && sd_bus_is_open(m_line.get()) <= 0) ||
+          (sd_bus_get_n_queued_write(Way(), &unwritten) >= 0 && unwritten > 0));
 }
 
-// The wish is there before the lock is tried, so that whoever holds it sees the wish afterwards.
-bool CallConnection::UseLine(BusPtr& line) {
-  m_lineWanted = true;
-  const std::unique_lock<std::mutex> lock(m_mutex, std::try_to_lock);
-  if (!lock || m_hung) {
-    return false;
-  }
-  m_line = std::move(line);
-  m_lineWanted = false;
-  m_leaveLine = false;
+void CallConnection::OfferLine(BusPtr line) {
+  const std::lock_guard<std::mutex> lock(m_offerMutex);
+  m_offer = std::move(line);
+  m_isOffered = true;
   m_lostLine = false;
-  return true;
+}
+
+void CallConnection::LeaveLine() {
+  const std::lock_guard<std::mutex> lock(m_offerMutex);
+  m_offer.reset();
+  m_isOffered = false;
+  m_leaveLine = m_onLine.load();
+}
+
+// Frames that were sent while the partner hung may still be on their way when it has answered the
+// ping before them: on the line, what is sent next would overtake them.
+void CallConnection::TakeOffer() {
+  if (!m_isOffered || OnLine() || m_hung) {
+    return;
+  }
+  if (m_unconfirmed && m_ping == nullptr) {
+    Ping();
+  }
+  if (m_unconfirmed || m_ping != nullptr) {
+    return;
+  }
+  const std::lock_guard<std::mutex> lock(m_offerMutex);
+  m_line = std::move(m_offer);
+  m_isOffered = false;
+  m_onLine = OnLine();
+  if (OnLine()) {
+    APPLIST_LOGF(DLOG_INFO, "On a direct line to %s", m_names.partner.incoming.c_str());
+    m_onUntended();
+  }
 }
 
 // Reads what has come in on the line, which is where its loss shows.
@@ -121,13 +150,12 @@ void CallConnection::ProcessLine() {
 }
 
 void CallConnection::ForgetLine() {
-  m_ping.reset();
+  EndHang();
+  const std::lock_guard<std::mutex> lock(m_offerMutex);
   m_line.reset();
-  m_hung = false;
+  m_onLine = false;
   m_lostLine = !m_leaveLine.exchange(false);
-  if (m_lostLine) {
-    m_onUntended();
-  }
+  m_onUntended();
 }
 
 // First looks at what has come in meanwhile, which is where the loss of a connection shows: a call
@@ -160,8 +188,7 @@ void CallConnection::Forget() {
   m_bus.reset();
   m_nameAnswer = NameAnswer::Refused;
   if (!OnLine()) {
-    m_ping.reset();
-    m_hung = false;
+    EndHang();
   }
 }
 
@@ -229,6 +256,7 @@ void CallConnection::SendOnly(sd_bus_message* call) {
   int r = sd_bus_message_set_expect_reply(call, 0);
   if (r >= 0) {
     r = sd_bus_send(Way(), call, nullptr);
+    m_unconfirmed = true;
   }
   if (r < 0) {
     LogFailure(BusError(), r);
@@ -246,6 +274,15 @@ MessagePtr CallConnection::NewCall(const char* interface, const char* member) {
 void CallConnection::BeginHang() {
   APPLIST_LOGF(DLOG_WARN, "%s hangs; not waiting for it until it answers again",
                m_names.partner.incoming.c_str());
+  m_unconfirmed = true;
+  if (Ping()) {
+    m_hung = true;
+    ++m_hangs;
+  }
+}
+
+// Asks whether all that was sent before is worked off. Returns whether that could be asked.
+bool CallConnection::Ping() {
   const MessagePtr ping = NewCall("org.freedesktop.DBus.Peer", "Ping");
   sd_bus_slot* slot = nullptr;
   const int r = ping == nullptr
@@ -254,14 +291,21 @@ void CallConnection::BeginHang() {
   m_ping.reset(slot);
   if (r < 0) {
     LogFailure(BusError(), r);
-    return;
+    return false;
   }
-  m_hung = true;
-  ++m_hangs;
+  m_unconfirmed = false;
+  return true;
+}
+
+void CallConnection::EndHang() {
+  m_ping.reset();
+  m_unconfirmed = false;
+  m_hung = false;
 }
 
 int CallConnection::OnPong(sd_bus_message* /*message*/, void* connection, sd_bus_error* /*error*/) {
   CallConnection* self = static_cast<CallConnection*>(connection);
+  self->m_ping.reset();
   if (self->m_hung.exchange(false)) {
     APPLIST_LOGF(DLOG_WARN, "%s does not hang any longer", self->m_names.partner.incoming.c_str());
   }

@@ -37,7 +37,8 @@ namespace applist {
 //
 // Where there is a direct line to the partner (DirectLine), calls are made on it, and the
 // connection to the bus is there for its name only. It takes the place of the bus between two
-// calls, when every frame sent before has been answered.
+// calls, when the partner has worked off every frame sent before: where nobody waited for the
+// replies to some, another ping behind them tells.
 //
 // Somebody has to look for the answer to the ping, and to write what did not fit into the socket:
 // every call does, and between calls the event loop, with Tend.
@@ -61,12 +62,16 @@ class CallConnection {
   bool IsHung() const { return m_hung; }
   unsigned Hangs() const { return m_hangs; }
 
-  // Makes the calls on `line` from now on, and takes it. Takes nothing while the partner hangs or
-  // another thread calls, and returns false: try again at the next Tend.
-  bool UseLine(BusPtr& line);
+  // Makes the calls on `line`, as soon as the partner has worked off all that was sent to it over
+  // the bus; the next call or Tend that finds it so goes over to the line. Waits for nobody.
+  void OfferLine(BusPtr line);
 
-  // Leaves the line, whoever calls on it now. A hang ends with it. Waits for nobody.
-  void LeaveLine() { m_leaveLine = true; }
+  // Leaves the line, whoever calls on it now, or takes the offer back. A hang on it ends with it.
+  // Waits for nobody.
+  void LeaveLine();
+
+  // Whether calls are made on a line that was not left since.
+  bool IsOnLine() const { return m_onLine && !m_leaveLine; }
 
   // Whether a line has come to its end by itself since this was last asked.
   bool TakeLostLine() { return m_lostLine.exchange(false); }
@@ -87,6 +92,7 @@ class CallConnection {
   bool OpenLocked(const Deadline& deadline);
   void Process();
   void ProcessLine();
+  void TakeOffer();
   void ForgetLine();
   bool OnLine() const { return m_line != nullptr; }
   sd_bus* Way() const { return OnLine() ? m_line.get() : m_bus.get(); }
@@ -97,6 +103,8 @@ class CallConnection {
   void SendOnly(sd_bus_message* call);
   MessagePtr NewCall(const char* interface, const char* member);
   void BeginHang();
+  void EndHang();
+  bool Ping();
   void Forget();
   bool NeedsTending();
   void LogFailure(const BusError& error, int result);
@@ -108,11 +116,18 @@ class CallConnection {
   std::mutex m_mutex;
   BusPtr m_bus;
   BusPtr m_line;
-  std::atomic<bool> m_lineWanted = false;
+  // Held for a moment only, and by nobody who waits: for the offer, and for the flags that have to
+  // change together with it.
+  std::mutex m_offerMutex;
+  BusPtr m_offer;
+  std::atomic<bool> m_isOffered = false;
+  std::atomic<bool> m_onLine = false;
   std::atomic<bool> m_leaveLine = false;
   std::atomic<bool> m_lostLine = false;
-  // The ping behind the call that last timed out.
+  // A ping that has yet to be answered, and whether frames went out behind it, or behind one that
+  // has been answered, to whose replies nobody waits.
   SlotPtr m_ping;
+  bool m_unconfirmed = false;
   // What the bus last said about the name, and what of that the log has.
   NameAnswer m_nameAnswer = NameAnswer::Refused;
   NameAnswer m_loggedAnswer = NameAnswer::AlreadyOwner;

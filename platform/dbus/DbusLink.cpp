@@ -49,12 +49,7 @@ DbusLink::DbusLink(applist::LinkNames names, Upcalls upcalls)
                   },
                   [this](const std::string& owner) { TakePartner(owner); },
                   [this](const std::string& owner) { TakePartnerCalls(owner); },
-                  [this](const std::string& owner) {
-                    m_replaced = true;
-                    if (m_nameTaken) {
-                      Guard("The handler of a taken name", [&] { m_nameTaken(owner); });
-                    }
-                  }}),
+                  [this](const std::string& owner) { TakeReplacement(owner); }}),
       m_inbox({[this] { return !m_calls.IsHung(); },
                [this](sd_bus_message* message) { return Deliver(message); },
                [this](const char* cause) { StartOver(cause); }}) {
@@ -106,6 +101,7 @@ void DbusLink::Notify(const std::vector<char>& frame) {
   if (r < 0) {
     APPLIST_LOGF(DLOG_ERROR, "Cannot send a notification of %zu bytes: %s", frame.size(),
                  std::strerror(-r));
+    m_lineFails = NotifiesOnLine() && r != -EMSGSIZE;
   }
   Wake();
 }
@@ -204,6 +200,18 @@ void DbusLink::TakeLoss() {
   UpdateConnected();
 }
 
+// What is not sent any longer has to be missed by the partner, too.
+void DbusLink::TakeReplacement(const std::string& owner) {
+  const std::weak_ptr<bool> alive = m_alive;
+  m_replaced = true;
+  if (m_line != nullptr) {
+    LoseLine("another process has the name of this end");
+  }
+  if (!alive.expired() && m_nameTaken) {
+    Guard("The handler of a taken name", [&] { m_nameTaken(owner); });
+  }
+}
+
 void DbusLink::StartOver(const char* cause) {
   m_presence.Lose(cause);
   if (m_line != nullptr) {
@@ -265,6 +273,20 @@ void DbusLink::UpdateConnected() {
   }
 }
 
+// Counts as parted from a partner that may be there all the same, until it has been found again.
+// Returns whether the link is still there afterwards.
+bool DbusLink::PartFromPartner() {
+  const std::weak_ptr<bool> alive = m_alive;
+  m_partnerInDoubt = true;
+  UpdateConnected();
+  return !alive.expired();
+}
+
+void DbusLink::FindPartner() {
+  m_partnerInDoubt = false;
+  UpdateConnected();
+}
+
 // Returns whether the link is still there afterwards.
 bool DbusLink::TellConnected(bool state) {
   const std::weak_ptr<bool> alive = m_alive;
@@ -305,7 +327,7 @@ void DbusLink::AnnounceState() {
 // The direct line
 
 bool DbusLink::IsDirect() const {
-  return m_line != nullptr && m_line->IsReady() && m_lineCalls == nullptr;
+  return m_line != nullptr && (m_names.asksForLine ? m_calls.IsOnLine() : m_line->IsReady());
 }
 
 bool DbusLink::IsFromEvents(sd_bus_message* message) const {
@@ -316,19 +338,23 @@ bool DbusLink::IsFromLine(sd_bus_message* message) const {
   return m_line != nullptr && m_line->Has(sd_bus_message_get_bus(message));
 }
 
+bool DbusLink::IsHeld() const {
+  return m_holders != nullptr && sd_bus_track_count(m_holders.get()) > 0;
+}
+
 // The question goes where the partner's notifications come from, so that the answer comes after
 // those that it has sent over the bus. A partner that hangs takes its time.
 void DbusLink::AskForLine() {
-  const bool held = m_holders != nullptr && sd_bus_track_count(m_holders.get()) > 0;
-  if (!m_names.asksForLine || !IsConnected() || m_line != nullptr || held ||
-      m_partner == m_noLineWith || !applist::MayUseDirectLine()) {
+  if (!m_names.asksForLine || !IsConnected() || m_line != nullptr || m_lineAnswer != nullptr ||
+      IsHeld() || m_partner == m_noLineWith || !applist::MayUseDirectLine()) {
     return;
   }
   m_lineAnswer = Ask(m_presence.Bus(), m_partner.c_str(), applist::kLinkInterface, "OpenLine",
                      Callback<&DbusLink::OnLine>);
 }
 
-// A partner that has none to give is served over the bus.
+// A partner that has none to give is served over the bus. A line that comes when somebody wants the
+// bus by now is closed unused.
 int DbusLink::OnLine(sd_bus_message* answer) {
   const applist::BusError error(answer);
   int calls = -1;
@@ -338,6 +364,9 @@ int DbusLink::OnLine(sd_bus_message* answer) {
     r = sd_bus_message_read(answer, "hh", &calls, &events);
   }
   m_lineAnswer.reset();
+  if (r >= 0 && IsHeld()) {
+    return 0;
+  }
   if (r >= 0) {
     r = MakeLine(applist::DirectLine::Side::Client,
                  {applist::Descriptor(fcntl(calls, F_DUPFD_CLOEXEC, 0)),
@@ -350,14 +379,28 @@ int DbusLink::OnLine(sd_bus_message* answer) {
   return 0;
 }
 
+// A partner that has closed its line and asks for another one is there again, sooner than the end
+// of its line was heard, or the answer to the question whether it is there.
 int DbusLink::OnOpenLine(sd_bus_message* call) {
-  if (m_names.asksForLine || !IsConnected() || !IsFrom(call, m_partner)) {
+  const std::weak_ptr<bool> alive = m_alive;
+  if (m_names.asksForLine || !IsFrom(call, m_partner)) {
     return sd_bus_reply_method_errorf(call, SD_BUS_ERROR_ACCESS_DENIED,
                                       "Only the owner of %s may ask its remote side for a line",
                                       m_names.partner.incoming.c_str());
   }
-  if (m_line != nullptr) {
-    return Refuse(call, "org.javamw.Link1.Error.Busy", "There is a direct line already");
+  if (m_line != nullptr && m_line->IsClosed()) {
+    LoseLine("it was closed");
+  }
+  if (!alive.expired() && m_partnerInDoubt) {
+    FindPartner();
+  }
+  if (alive.expired()) {
+    return 0;
+  }
+  if (m_line != nullptr || !IsConnected()) {
+    return Refuse(call, "org.javamw.Link1.Error.Busy",
+                  m_line != nullptr ? "There is a direct line already"
+                                    : "There can be a direct line only between connected ends");
   }
   applist::DirectLine::Sockets server;
   applist::DirectLine::Sockets client;
@@ -375,9 +418,16 @@ int DbusLink::OnOpenLine(sd_bus_message* call) {
 }
 
 int DbusLink::MakeLine(applist::DirectLine::Side side, applist::DirectLine::Sockets sockets) {
-  m_line = std::make_unique<applist::DirectLine>(
-      applist::DirectLine::Upcalls{[this](sd_bus* bus) { return AddHandlers(bus); },
-                                   [this] { Wake(); }, [this] { LoseLine("it was closed"); }});
+  m_line = std::make_unique<applist::DirectLine>(applist::DirectLine::Upcalls{
+      [this](sd_bus* bus) { return AddHandlers(bus); },
+      [this] {
+        m_lineIsNew = true;
+        Wake();
+      },
+      [this] {
+        applist::Safely([this] { LoseLine("it was closed"); },
+                        [this](const char* cause) { StartOver(cause); });
+      }});
   m_lineOwner = m_partner;
   const int r = m_line->Start(m_event.get(), side, std::move(sockets));
   if (r < 0) {
@@ -386,29 +436,18 @@ int DbusLink::MakeLine(applist::DirectLine::Side side, applist::DirectLine::Sock
   return r;
 }
 
-// Returns whether the link is still there afterwards.
-//
-// What the partner has sent right behind its part of the handshake was read with it, so no
-// descriptor tells of it any more.
-bool DbusLink::CallOnLine() {
-  if (m_line == nullptr || !m_line->IsReady() || !m_names.asksForLine) {
+// Works off what has come in with the handshake, and has calls made on the line. Returns whether
+// the link is still there afterwards.
+bool DbusLink::BeginLine() {
+  const std::weak_ptr<bool> alive = m_alive;
+  if (!std::exchange(m_lineIsNew, false) || m_line == nullptr) {
     return true;
   }
-  if (m_line->HasCalls()) {
-    m_lineCalls = m_line->TakeCalls();
-    const std::weak_ptr<bool> alive = m_alive;
-    const std::unique_ptr<sd_bus, applist::BusUnref> events(sd_bus_ref(m_line->Events()));
-    while (sd_bus_process(events.get(), nullptr) > 0) {
-    }
-    if (alive.expired()) {
-      return false;
-    }
+  if (m_names.asksForLine) {
+    m_calls.OfferLine(m_line->TakeCalls());
   }
-  // All that was called on the bus has to be answered before.
-  if (m_lineCalls != nullptr && m_calls.UseLine(m_lineCalls)) {
-    APPLIST_LOGF(DLOG_INFO, "On a direct line to %s", m_names.partner.incoming.c_str());
-  }
-  return true;
+  m_line->ReadAll();
+  return !alive.expired();
 }
 
 // The bus says who owns the partner's name now. After an outage of the bus that is another unique
@@ -443,8 +482,11 @@ int DbusLink::OnLineName(sd_bus_message* answer) {
     m_connectedTo = m_partner;
     Wake();
   } else if (!m_partner.empty()) {
+    // Another process, even if its unique name is the one that the partner had on the last bus.
     GiveUpLine();
-    UpdateConnected();
+    if (PartFromPartner()) {
+      FindPartner();
+    }
   }
   return 0;
 }
@@ -454,10 +496,13 @@ void DbusLink::GiveUpLine() {
     return;
   }
   m_lineAnswer.reset();
-  m_caughtUp.reset();
+  if (m_caughtUp != nullptr && sd_bus_slot_get_bus(m_caughtUp.get()) == m_line->Events()) {
+    m_caughtUp.reset();
+  }
   m_calls.LeaveLine();
   m_inbox.ClearFrom(m_line->Events());
-  m_lineCalls.reset();
+  m_lineIsNew = false;
+  m_lineFails = false;
   m_line.reset();
   m_lineOwner.clear();
   Wake();
@@ -466,13 +511,10 @@ void DbusLink::GiveUpLine() {
 // Where the partner is gone, the bus may not know yet: only the partner itself can say that it is
 // there. What it sends over the bus meanwhile is heard.
 void DbusLink::LoseLine(const char* cause) {
-  const std::weak_ptr<bool> alive = m_alive;
   APPLIST_LOGF(DLOG_INFO, "No direct line any longer: %s", cause);
-  m_noLineWith = m_partner;
+  m_noLineWith = m_lineOwner;
   GiveUpLine();
-  m_partnerInDoubt = true;
-  UpdateConnected();
-  if (!alive.expired() && !m_partner.empty()) {
+  if (PartFromPartner() && !m_partner.empty()) {
     m_lineAnswer = Ask(m_presence.Bus(), m_partner.c_str(), kPeerInterface, "Ping",
                        Callback<&DbusLink::OnPartnerThere>);
   }
@@ -481,8 +523,7 @@ void DbusLink::LoseLine(const char* cause) {
 int DbusLink::OnPartnerThere(sd_bus_message* answer) {
   m_lineAnswer.reset();
   if (sd_bus_message_is_method_error(answer, nullptr) <= 0) {
-    m_partnerInDoubt = false;
-    UpdateConnected();
+    FindPartner();
   }
   return 0;
 }
@@ -503,13 +544,10 @@ int DbusLink::OnHoldBus(sd_bus_message* call) {
   if (r >= 0) {
     r = sd_bus_track_add_sender(m_holders.get(), call);
   }
-  if (r >= 0) {
-    r = sd_bus_reply_method_return(call, nullptr);
-  }
   if (r >= 0 && m_line != nullptr) {
     LoseLine("somebody wants to see everything on the bus");
   }
-  return r;
+  return r < 0 ? r : sd_bus_reply_method_return(call, nullptr);
 }
 
 // The D-Bus library calls it over and over for as long as it returns 0.
@@ -585,7 +623,7 @@ bool DbusLink::Deliver(sd_bus_message* message) {
 void DbusLink::TendCalls() {
   int fd = -1;
   int events = 0;
-  if (!CallOnLine()) {
+  if (!BeginLine()) {
     return;
   }
   m_tending.reset();
@@ -596,8 +634,8 @@ void DbusLink::TendCalls() {
   }
   m_inbox.DeliverLater();
   AnnounceState();
-  if (m_calls.TakeLostLine() && m_line != nullptr) {
-    LoseLine("calls on it fail");
+  if ((m_calls.TakeLostLine() || m_lineFails) && m_line != nullptr) {
+    LoseLine("what is sent on it fails");
   }
 }
 
@@ -703,8 +741,14 @@ int DbusLink::OnIncoming(sd_bus_message* message) {
   return 0;
 }
 
-// An error is an answer as well: it comes in the same order.
-int DbusLink::OnCaughtUp(sd_bus_message* /*answer*/) {
+// An error is an answer as well: it comes in the same order. But where the bus goes away and the
+// partner stays, on a line, the error says nothing about the partner.
+int DbusLink::OnCaughtUp(sd_bus_message* answer) {
+  if (NotifiesOnLine() && sd_bus_message_get_bus(answer) != Way() &&
+      sd_bus_message_is_method_error(answer, nullptr) > 0) {
+    WhenPartnerHasCaughtUp(m_whenCaughtUp);
+    return 0;
+  }
   const std::function<void()> then = m_whenCaughtUp;
   Guard("The handler of a partner that has caught up", then);
   return 0;

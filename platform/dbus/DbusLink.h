@@ -103,6 +103,7 @@ class DbusLink {
   int Prepare(sd_bus* bus);
   int AddHandlers(sd_bus* bus);
   void TakeLoss();
+  void TakeReplacement(const std::string& owner);
   void StartOver(const char* cause);
   void TakePartner(const std::string& owner);
   void TakePartnerCalls(const std::string& owner);
@@ -110,7 +111,8 @@ class DbusLink {
                        const char* question, sd_bus_message_handler_t onAnswer);
   void AskForLine();
   int MakeLine(applist::DirectLine::Side side, applist::DirectLine::Sockets sockets);
-  bool CallOnLine();
+  bool IsHeld() const;
+  bool BeginLine();
   bool KeepsLine(const std::string& owner);
   void GiveUpLine();
   void LoseLine(const char* cause);
@@ -123,6 +125,8 @@ class DbusLink {
   void LogUnheard(sd_bus_message* message, const char* what);
   void UpdateConnected();
   bool TellConnected(bool state);
+  bool PartFromPartner();
+  void FindPartner();
   void TakeNotification(sd_bus_message* message);
   void Queue(sd_bus_message* message);
   bool Deliver(sd_bus_message* message);
@@ -197,8 +201,10 @@ class DbusLink {
   std::string m_unheard;
 
   std::unique_ptr<applist::DirectLine> m_line;
-  // Its connection for calls, while it waits for the calls on the bus to end.
-  applist::BusPtr m_lineCalls;
+  // Whether the line has to be looked at again, because it is ready now, and whether something
+  // could not be sent on it.
+  bool m_lineIsNew = false;
+  bool m_lineFails = false;
   // The partner that the line belongs to. Empty while that has to be found out again, because the
   // bus has been away meanwhile.
   std::string m_lineOwner;

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "dbus/DirectLine.h"
 
+#include <poll.h>
 #include <sys/socket.h>
 #include <systemd/sd-event.h>
 
@@ -83,6 +84,21 @@ int DirectLine::AddConnection(const char* description, Side side, Descriptor soc
     r = MatchLocal(created, "Disconnected", OnLost, this, &slots.lost);
   }
   return r < 0 ? r : sd_bus_attach_event(created, m_event, SD_EVENT_PRIORITY_NORMAL);
+}
+
+bool DirectLine::IsClosed() const {
+  pollfd sockets[] = {{sd_bus_get_fd(m_events.get()), 0, 0},
+                      {m_calls == nullptr ? -1 : sd_bus_get_fd(m_calls.get()), 0, 0}};
+  return poll(sockets, 2, 0) > 0;
+}
+
+void DirectLine::ReadAll() {
+  const std::unique_ptr<sd_bus, BusUnref> calls(sd_bus_ref(m_calls.get()));
+  const std::unique_ptr<sd_bus, BusUnref> events(sd_bus_ref(m_events.get()));
+  for (sd_bus* bus : {calls.get(), events.get()}) {
+    while (bus != nullptr && sd_bus_process(bus, nullptr) > 0) {
+    }
+  }
 }
 
 BusPtr DirectLine::TakeCalls() {

@@ -6,6 +6,7 @@
 #define APPLIST_DBUS_DIRECTLINE_H
 
 #include <functional>
+#include <memory>
 #include <utility>
 
 #include "dbus/BusConnection.h"
@@ -52,6 +53,14 @@ class DirectLine {
   int Start(sd_event* event, Side side, Sockets sockets);
 
   bool IsReady() const { return m_callsReady && m_eventsReady; }
+
+  // Whether the other end has closed a socket, as far as can be seen without reading it.
+  bool IsClosed() const;
+
+  // Reads what has come in already, which no descriptor may tell of any more: what the other end
+  // has sent right behind its part of the handshake was read with it. Not from inside a handler of
+  // these connections. May lead to any upcall.
+  void ReadAll();
 
   // Whether `bus` is one of its two connections, save one that was given away.
   bool Has(const sd_bus* bus) const { return bus == m_events.get() || bus == m_calls.get(); }
