@@ -13,11 +13,13 @@
 #include "bus/BusPeer.h"
 #include "bus/SystemBus.h"
 #include "common/AppListRemoteControl.h"
+#include "dbus/LinkNames.h"
 
 namespace applist_test {
 namespace {
 
 using applist::ChildProcess;
+using applist::kLinkInterface;
 using applist::NameAnswer;
 
 constexpr const char* kDenied = "org.freedesktop.DBus.Error.AccessDenied";
@@ -216,16 +218,42 @@ TEST_P(RefusalTest, TheUserInterfaceHasNoPartInTheControlInterface) {
   EXPECT_THAT(ui->HeardFrom(*remote), ::testing::IsEmpty());
 }
 
-TEST_P(RefusalTest, OnlyRootHearsWhatTheRemoteSideTellsEverybody) {
+TEST_P(RefusalTest, OnlyRootHearsWhatTheEndsTellEverybody) {
+  for (const std::string name : {kUiName, kRemoteName}) {
+    const auto end = ConnectOwner(name);
+    const auto root = Connect(kRoot);
+    root->SubscribeToAllSignals();
+    end->Signal("", kPropertiesInterface);
+    end->Signal("", kControlInterface);
+    EXPECT_THAT(root->HeardFrom(*end), ::testing::ElementsAre("Hint", "Hint"));
+    for (const uid_t user : {kStranger, kUiUser, kRemoteUser}) {
+      const auto other = Connect(user);
+      other->SubscribeToAllSignals();
+      end->Signal("", kPropertiesInterface);
+      end->Signal("", kControlInterface);
+      // Save the user interface's user, of its own link.
+      const bool own = name == kUiName && user == kUiUser;
+      EXPECT_EQ(other->HeardFrom(*end).size(), own ? 1U : 0U) << name << " by " << user;
+    }
+  }
+}
+
+// By whom the ends may be called: see what answers where there is an end.
+TEST_P(RefusalTest, OnlyRootHoldsTheBusAndOnlyTheUserInterfaceGetsALine) {
+  const auto ui = ConnectOwner(kUiName);
   const auto remote = ConnectOwner(kRemoteName);
-  const auto root = Connect(kRoot);
-  const auto stranger = Connect(kStranger);
-  root->SubscribeToAllSignals();
-  stranger->SubscribeToAllSignals();
-  remote->Signal("", kPropertiesInterface);
-  remote->Signal("", kControlInterface);
-  EXPECT_THAT(root->HeardFrom(*remote), ::testing::ElementsAre("Hint", "Hint"));
-  EXPECT_THAT(stranger->HeardFrom(*remote), ::testing::IsEmpty());
+  for (const uid_t user : {kStranger, kUiUser, kRemoteUser}) {
+    const auto other = Connect(user);
+    EXPECT_EQ(other->ErrorOf(kUiName, kLinkInterface, "HoldBus"), kDenied) << user;
+    EXPECT_EQ(other->ErrorOf(kUiName, kLinkInterface, "OpenLine"), kDenied) << user;
+    EXPECT_THAT(ui->HeardFrom(*other), ::testing::IsEmpty()) << user;
+  }
+  for (const uid_t user : {kStranger, kRoot, kRemoteUser}) {
+    const auto other = Connect(user);
+    EXPECT_EQ(other->ErrorOf(kRemoteName, kLinkInterface, "OpenLine"), kDenied) << user;
+    EXPECT_EQ(other->ErrorOf(kRemoteName, kLinkInterface, "HoldBus"), kDenied) << user;
+    EXPECT_THAT(remote->HeardFrom(*other), ::testing::IsEmpty()) << user;
+  }
 }
 
 // The daemon under its own user, and a user interface in this process, which acts as another.
@@ -289,6 +317,26 @@ class PolicyWithProgramsTest : public PolicyTest {
     }
   }
 
+  // While the loop runs, so that the user interface can answer.
+  template <class Work>
+  auto WhileLooping(Work work) {
+    auto result = std::async(std::launch::async, work);
+    EXPECT_TRUE(WaitFor(
+        [&] { return result.wait_for(std::chrono::seconds(0)) == std::future_status::ready; }));
+    return result.get();
+  }
+
+  // The name of the error that reading Direct is answered by, or whether it is set.
+  std::string Direct(UserPeer& reader, const std::string& end) {
+    return WhileLooping([&] {
+      applist::BusError error;
+      int value = 0;
+      const int r = sd_bus_get_property_trivial(reader.Bus(), end.c_str(), kLinkPath,
+                                                kLinkInterface, "Direct", error.Get(), 'b', &value);
+      return r < 0 ? error.Name() : std::string(value != 0 ? "yes" : "no");
+    });
+  }
+
   EventLoop loop;
   std::unique_ptr<applist::ControlClient> control;
   std::unique_ptr<ChildProcess> daemon;
@@ -321,12 +369,36 @@ TEST_F(PolicyWithProgramsTest, ARestartedDaemonIsFilledAgain) {
 
 TEST_F(PolicyWithProgramsTest, TheEndsAnswerEachOthersPing) {
   const auto remote = Connect(kRemoteUser);
-  auto answered = std::async(std::launch::async,
-                             [&] { return remote->ErrorOf(kUiName, kPeerInterface, "Ping"); });
-  EXPECT_TRUE(WaitFor(
-      [&] { return answered.wait_for(std::chrono::seconds(0)) == std::future_status::ready; }));
-  EXPECT_EQ(answered.get(), "");
+  EXPECT_EQ(WhileLooping([&] { return remote->ErrorOf(kUiName, kPeerInterface, "Ping"); }), "");
   EXPECT_EQ(Connect(kUiUser)->ErrorOf(kRemoteName, kPeerInterface, "Ping"), "");
+}
+
+TEST_F(PolicyWithProgramsTest, TheEndsHaveADirectLineUnlessRootHoldsTheBus) {
+  const auto root = Connect(kRoot);
+  const auto areDirect = [&](const char* answer) {
+    return WaitFor(
+        [&] { return Direct(*root, kUiName) == answer && Direct(*root, kRemoteName) == answer; });
+  };
+  EXPECT_TRUE(areDirect("yes"));
+  auto holder = Connect(kRoot);
+  EXPECT_EQ(WhileLooping([&] { return holder->ErrorOf(kUiName, kLinkInterface, "HoldBus"); }), "");
+  EXPECT_TRUE(areDirect("no"));
+  ui->model.SetSelection(ui->Find("maps"));
+  EXPECT_TRUE(WaitForRemote({Named({"mail", "maps", "music"}), "maps"}));
+  holder.reset();
+  EXPECT_TRUE(areDirect("yes"));
+  ui->model.SetSelection(ui->Find("mail"));
+  EXPECT_TRUE(WaitForRemote({Named({"mail", "maps", "music"}), "mail"}));
+}
+
+TEST_F(PolicyWithProgramsTest, NobodyElseReadsHowTheLinkIsSaveTheUserInterfaceItsOwn) {
+  EXPECT_EQ(Direct(*Connect(kUiUser), kRemoteName), kDenied);
+  EXPECT_THAT(Direct(*Connect(kUiUser), kUiName), ::testing::AnyOf("yes", "no"));
+  for (const uid_t user : {kStranger, kRemoteUser}) {
+    const auto other = Connect(user);
+    EXPECT_EQ(Direct(*other, kUiName), kDenied) << user;
+    EXPECT_EQ(Direct(*other, kRemoteName), kDenied) << user;
+  }
 }
 
 TEST_F(PolicyWithProgramsTest, RootUsesTheControlInterface) {
