@@ -154,14 +154,15 @@ void DbusLink::Wake() {
 // The connection and the partner
 
 int DbusLink::Prepare(sd_bus* bus) {
-  const int r = AddHandlers(bus);
+  m_busHandlers.clear();
+  const int r = AddHandlers(bus, m_busHandlers);
   if (r >= 0 && m_addObjects) {
     m_addObjects(bus);
   }
   return r;
 }
 
-int DbusLink::AddHandlers(sd_bus* bus) {
+int DbusLink::AddHandlers(sd_bus* bus, std::vector<applist::SlotPtr>& slots) {
   static const sd_bus_vtable kVtable[] = {
       SD_BUS_VTABLE_START(0),
       SD_BUS_METHOD_WITH_ARGS("Send", SD_BUS_ARGS("ay", frame), SD_BUS_RESULT("ay", reply),
@@ -178,10 +179,16 @@ int DbusLink::AddHandlers(sd_bus* bus) {
       SD_BUS_PROPERTY("Hung", "b", GetHung, 0, SD_BUS_VTABLE_PROPERTY_EMITS_CHANGE),
       SD_BUS_PROPERTY("Direct", "b", GetDirect, 0, SD_BUS_VTABLE_PROPERTY_EMITS_CHANGE),
       SD_BUS_VTABLE_END};
-  const int r = sd_bus_add_filter(bus, nullptr, Callback<&DbusLink::OnIncoming>, this);
-  return r < 0 ? r
-               : sd_bus_add_object_vtable(bus, nullptr, m_names.objectPath.c_str(),
-                                          applist::kLinkInterface, kVtable, this);
+  sd_bus_slot* filter = nullptr;
+  sd_bus_slot* object = nullptr;
+  int r = sd_bus_add_filter(bus, &filter, Callback<&DbusLink::OnIncoming>, this);
+  slots.emplace_back(filter);
+  if (r >= 0) {
+    r = sd_bus_add_object_vtable(bus, &object, m_names.objectPath.c_str(), applist::kLinkInterface,
+                                 kVtable, this);
+    slots.emplace_back(object);
+  }
+  return r;
 }
 
 // A direct line does without the bus. The next bus gives the same unique names to others.
@@ -419,7 +426,7 @@ int DbusLink::OnOpenLine(sd_bus_message* call) {
 
 int DbusLink::MakeLine(applist::DirectLine::Side side, applist::DirectLine::Sockets sockets) {
   m_line = std::make_unique<applist::DirectLine>(applist::DirectLine::Upcalls{
-      [this](sd_bus* bus) { return AddHandlers(bus); },
+      [this](sd_bus* bus) { return AddHandlers(bus, m_lineHandlers); },
       [this] {
         m_lineIsNew = true;
         Wake();
@@ -503,6 +510,7 @@ void DbusLink::GiveUpLine() {
   m_inbox.ClearFrom(m_line->Events());
   m_lineIsNew = false;
   m_lineFails = false;
+  m_lineHandlers.clear();
   m_line.reset();
   m_lineOwner.clear();
   Wake();

@@ -101,7 +101,7 @@ class DbusLink {
   void AddSources();
   void Wake();
   int Prepare(sd_bus* bus);
-  int AddHandlers(sd_bus* bus);
+  int AddHandlers(sd_bus* bus, std::vector<applist::SlotPtr>& slots);
   void TakeLoss();
   void TakeReplacement(const std::string& owner);
   void StartOver(const char* cause);
@@ -199,6 +199,11 @@ class DbusLink {
   std::string m_connectedTo;
   // Whose message was last not heard, so that the log says it once.
   std::string m_unheard;
+
+  // What is heard on the connection to the bus and on those of the line. Of a message in whose
+  // handling the link is destroyed, the D-Bus library would call the handlers that come next.
+  std::vector<applist::SlotPtr> m_busHandlers;
+  std::vector<applist::SlotPtr> m_lineHandlers;
 
   std::unique_ptr<applist::DirectLine> m_line;
   // Whether the line has to be looked at again, because it is ready now, and whether something

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 
+#include "bus/BusPeer.h"
 #include "bus/LinkEnds.h"
 #include "common/AppListRemoteControl.h"
 
@@ -74,6 +75,17 @@ TEST_F(LinkDestructionTest, WhenToldThatThePartnerIsThere) {
   StartUi();
   uiEnd->onState = [&](bool) { uiEnd.reset(); };
   StartAnswering();
+  EXPECT_TRUE(WaitFor([&] { return uiEnd == nullptr; }));
+  ExpectThatTheNextEndWorks();
+}
+
+// Here the upcall comes from the bus's answer that the name is ours.
+TEST_F(LinkDestructionTest, WhenToldThatThePartnerHasBeenThereBefore) {
+  StartAnswering();
+  BusPeer watcher(bus.Address());
+  ASSERT_TRUE(WaitOutsideLoop([&] { return !watcher.OwnerOf(kRemoteName).empty(); }));
+  StartUi();
+  uiEnd->onState = [&](bool) { uiEnd.reset(); };
   EXPECT_TRUE(WaitFor([&] { return uiEnd == nullptr; }));
   ExpectThatTheNextEndWorks();
 }
