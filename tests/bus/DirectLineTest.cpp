@@ -868,7 +868,7 @@ TEST_F(DirectLineTest, TheRemoteSideMayGoInsideAMessage) {
   });
   EXPECT_EQ(uiEnd->Send(1, ""), "");
   EXPECT_TRUE(WaitFor([&] { return StatesOf(uiEnd->States()).back() == 0; }));
-  EXPECT_EQ(remote, nullptr);
+  thread.Run([&] { EXPECT_EQ(remote, nullptr); });
   StartEcho();
   EXPECT_TRUE(WaitFor([&] { return AreConnected() && AreDirect(); }));
   EXPECT_EQ(uiEnd->Send(1, ""), Echo(1, ""));

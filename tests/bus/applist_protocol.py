@@ -2,11 +2,14 @@
 # SPDX-License-Identifier: MIT
 """Frames, items and the way to the partner, as docs/protocol.md tells them, for both peers."""
 import asyncio
+import io
 import json
 import os
+import socket
 import sys
 
 from dbus_next import Message, MessageType
+from dbus_next._private.unmarshaller import Unmarshaller
 from dbus_next.aio import MessageBus
 from dbus_next.constants import NameFlag, RequestNameReply
 
@@ -78,6 +81,73 @@ class NameTaken(Exception):
     pass
 
 
+class LineSocket:
+    """The user interface's end of one socket of a direct line."""
+
+    def __init__(self, reader, writer, hear):
+        self._reader, self._writer, self._hear = reader, writer, hear
+        self._serial = 0
+        self._calls = {}
+        self._last = None
+
+    @classmethod
+    async def open(cls, fd, hear, first=None):
+        """Returns when the handshake is over. Sends `first` right behind it, in one piece.
+
+        Each message that comes in is given to `hear`, save answers; None at the end."""
+        line = cls(*await asyncio.open_unix_connection(sock=socket.socket(fileno=fd)), hear)
+        line._writer.write(b'\0AUTH ANONYMOUS 61\r\n')
+        answer = (await line._reader.readuntil(b'\r\n')).split()
+        if len(answer) != 2 or answer[0] != b'OK' or len(bytes.fromhex(answer[1].decode())) != 16:
+            raise ValueError(f'No handshake: {answer}')
+        line._writer.write(b'BEGIN\r\n' + (line._bytes(first) if first else b''))
+        if first:
+            line._calls[first.serial] = asyncio.get_running_loop().create_future()
+        line._reading = asyncio.create_task(line._read())
+        if first:
+            await line._calls[first.serial]
+        return line
+
+    def send(self, message):
+        self._writer.write(self._bytes(message))
+
+    def call(self, message):
+        """The answer, a Message, comes with the result."""
+        self.send(message)
+        answer = self._calls[message.serial] = asyncio.get_running_loop().create_future()
+        return answer
+
+    def close(self):
+        self._reading.cancel()
+        self._writer.close()
+        for answer in self._calls.values():
+            answer.cancel()
+
+    def _bytes(self, message):
+        self._serial += 1
+        message.serial = self._serial
+        return bytes(message._marshall())
+
+    async def _read(self):
+        try:
+            while True:
+                # 16 bytes, with the sizes of the body and of the fields of the header.
+                head = await self._reader.readexactly(16)
+                body, fields = (int.from_bytes(head[at:at + 4], 'little') for at in (4, 12))
+                rest = await self._reader.readexactly((fields + 7) // 8 * 8 + body)
+                self._take(Unmarshaller(io.BytesIO(head + rest)).unmarshall())
+        except (asyncio.IncompleteReadError, ConnectionError):
+            self._hear(None)
+
+    def _take(self, message):
+        if message.message_type in (MessageType.METHOD_RETURN, MessageType.ERROR):
+            answer = self._calls.pop(message.reply_serial, None)
+            if answer and not answer.cancelled():
+                answer.set_result(message)
+        else:
+            self._hear(message)
+
+
 class Link:
     """One end. Puts what it hears into `inbox`, in order, as (kind, value).
 
@@ -85,6 +155,7 @@ class Link:
     """
 
     def __init__(self, own, partner):
+        self.line_calls = self.line_events = None
         self.own, self.partner = own, partner
         self.owners = {}
         self.owned = False
@@ -92,7 +163,7 @@ class Link:
 
     async def start(self):
         address = os.environ['DBUS_SESSION_BUS_ADDRESS']
-        self.incoming = await MessageBus(bus_address=address).connect()
+        self.incoming = await MessageBus(bus_address=address, negotiate_unix_fd=True).connect()
         self.calls = await MessageBus(bus_address=address).connect()
         self.incoming.add_message_handler(self._hear)
         await self._bus('AddMatch', f"type='signal',sender='{DBUS}',path='{DBUS_PATH}',"
@@ -131,9 +202,46 @@ class Link:
 
     def send(self, data):
         """Calls the partner; the answer is a Message."""
-        return self.calls.call(
-            Message(destination=self.partner, path=PATH, interface=LINK, member='Send',
-                    signature='ay', body=[data]))
+        on_line = self.line_calls is not None
+        way = self.line_calls if on_line else self.calls
+        return way.call(
+            Message(destination=None if on_line else self.partner, path=PATH, interface=LINK,
+                    member='Send', signature='ay', body=[data]))
+
+    async def open_line(self):
+        """Asks the partner for a direct line, while nothing is being called. Returns whether there
+        is one now."""
+        answer = await self.incoming.call(
+            Message(destination=self.owners[self.partner], path=PATH, interface=LINK,
+                    member='OpenLine'))
+        if answer.message_type == MessageType.ERROR:
+            say(line=answer.error_name)
+            return False
+        calls, events = (answer.unix_fds[index] for index in answer.body)
+        self.line_events = await LineSocket.open(events, self._hear_line)
+        self.line_calls = await LineSocket.open(
+            calls, self._hear_line, Message(path=PATH, interface=PEER, member='Ping'))
+        say(line='open')
+        return True
+
+    def close_line(self):
+        for way in (self.line_calls, self.line_events):
+            if way:
+                way.close()
+        self.line_calls = self.line_events = None
+
+    def _hear_line(self, message):
+        if message is None:
+            if self.line_events:
+                self.close_line()
+                self.inbox.put_nowait(('line-lost', None))
+        elif message.member == 'Notify' and message.signature == 'ay':
+            self.inbox.put_nowait(('notify', bytes(message.body[0])))
+        elif message.member == 'Ping':
+            self.inbox.put_nowait(('line-ping', message))
+        elif message.member == 'UniqueName':
+            self.line_events.send(
+                Message.new_method_return(message, 's', [self.incoming.unique_name]))
 
     def ping(self):
         return self.incoming.call(

@@ -45,6 +45,14 @@ class CodecTest(peer_support.unittest.TestCase):
         self.assertEqual(protocol.encode(items), together)
         self.assertEqual(protocol.decode(together), (items, True))
 
+    def test_the_handshake_of_a_line(self):
+        steps = [line.split(None, 1) for block in peer_support.blocks('handshake')
+                 for line in block]
+        self.assertEqual([(who, bytes_of(data)) for who, data in steps],
+                         [('client', b'\0AUTH ANONYMOUS 61\r\n'),
+                          ('server', b'OK 0123456789abcdef0123456789abcdef\r\n'),
+                          ('client', b'BEGIN\r\n')])
+
     def test_malformed_payloads(self):
         for what, payload, count in MALFORMED:
             with self.subTest(payload=what):

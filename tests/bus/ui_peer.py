@@ -5,8 +5,9 @@
 Writes what it sends, hears and holds as lines of JSON. Commands on standard input, with an ITEM as
 NAME:ID in hexadecimal: `add ITEM...`, `append ITEM`, `select ITEM`, `click ITEM`, `remove ITEM`,
 `modify OLD NEW`, `clear`, `raw FRAME`, and `ping`, which is done when the remote side has caught
-up. With --hold, a Ping of the remote side is answered only at the command `release`. Ends with
-standard input.
+up; `close` closes the direct line, and `line` asks for one. With --hold, a Ping of the remote side
+is answered only at the command `release`. With --line, each remote side is asked for a direct line
+at once. Ends with standard input.
 """
 import asyncio
 import os
@@ -24,17 +25,19 @@ def item_from(word):
 
 
 class UserInterface:
-    def __init__(self, hold):
+    def __init__(self, hold, line):
         self.link = protocol.Link(protocol.UI, protocol.LOCAL)
         self.items = []
         self.selection = None
         self.holding = hold
         self.held = []
+        self.wants_line = line
 
     async def run(self):
         await self.link.start()
         await self.link.run({'partner': self.take_partner, 'send': self.take_send,
                              'notify': self.take_notify, 'ping': self.take_ping,
+                             'line-ping': self.take_line_ping, 'line-lost': self.find_again,
                              'command': self.take_command})
 
     def say(self, **what):
@@ -42,7 +45,19 @@ class UserInterface:
                                     'selection': protocol.shown(self.selection)})
 
     async def take_partner(self, owner):
+        self.link.close_line()
         self.say(partner=bool(owner))
+        if owner and self.wants_line:
+            await self.link.open_line()
+
+    async def find_again(self, _):
+        """Where the line ended by itself: is the remote side still there?"""
+        self.say(partner=False)
+        if not self.link.owners.get(self.link.partner):
+            return
+        answer = await self.link.ping()
+        if answer.message_type != MessageType.ERROR:
+            self.say(partner=True)
 
     # What comes in
 
@@ -68,6 +83,12 @@ class UserInterface:
             self.held.append(call)
         else:
             await self.link.incoming.send(Message.new_method_return(call))
+
+    async def take_line_ping(self, call):
+        if self.holding:
+            self.held.append(call)
+        elif self.link.line_events:
+            self.link.line_events.send(Message.new_method_return(call))
 
     async def take_send(self, call):
         protocol.say(received='Send', frame=bytes(call.body[0]).hex())
@@ -145,6 +166,13 @@ class UserInterface:
     async def do_ping(self):
         await self.link.ping()
 
+    async def do_line(self):
+        await self.link.open_line()
+
+    async def do_close(self):
+        self.link.close_line()
+        await self.find_again(None)
+
     async def do_release(self):
         self.holding = False
         for call in self.held:
@@ -154,6 +182,6 @@ class UserInterface:
 
 if __name__ == '__main__':
     try:
-        asyncio.run(UserInterface('--hold' in sys.argv[1:]).run())
+        asyncio.run(UserInterface('--hold' in sys.argv[1:], '--line' in sys.argv[1:]).run())
     except protocol.NameTaken as taken:
         sys.exit(f'ui_peer.py: another process owns {taken}')

@@ -20,10 +20,15 @@ def announced(line):
 
 
 class UiPeerTest(peer_support.BusTest):
+    arguments = []
+
     def setUp(self):
         super().setUp()
         self.remote = self.program('applistd')
-        self.ui = self.program('ui_peer.py')
+        self.start_ui()
+
+    def start_ui(self):
+        self.ui = self.program('ui_peer.py', *self.arguments)
         self.ui.wait_for(announced, 'the announcement')
         self.ui.settle()
 
@@ -99,9 +104,7 @@ class UiPeerTest(peer_support.BusTest):
     def test_another_user_interface_brings_its_own_list(self):
         self.do_and_compare(['add', MAIL], [MAIL], None)
         self.ui.kill()
-        self.ui = self.program('ui_peer.py')
-        self.ui.wait_for(announced, 'the announcement')
-        self.ui.settle()
+        self.start_ui()
         self.do_and_compare(['add', WEB], [WEB], None)
 
     def test_a_second_remote_side_does_not_start(self):
@@ -128,13 +131,56 @@ class UiPeerTest(peer_support.BusTest):
         self.assertEqual(answer.error_name, 'org.freedesktop.DBus.Error.AccessDenied')
 
 
+class LineUiPeerTest(UiPeerTest):
+    """The same and more on a direct line."""
+
+    arguments = ['--line']
+
+    def assert_remote_holds(self, items, selection):
+        super().assert_remote_holds(items, selection)
+        self.assertTrue(self.is_direct())
+
+    def is_direct(self):
+        return self.stranger(Message(
+            destination=LOCAL, path=PATH, interface='org.freedesktop.DBus.Properties', member='Get',
+            signature='ss', body=['org.javamw.Link1', 'Direct'])).body[0].value
+
+    def test_there_is_one_line_at_a_time(self):
+        before = len(self.ui.seen)
+        self.ui.do('line')
+        self.assertIn({'line': 'org.javamw.Link1.Error.Busy'}, self.ui.seen[before:])
+        self.do_and_compare(['add', MAIL], [MAIL], None)
+
+    def test_a_closed_line_is_made_up_for(self):
+        self.ui.do('add', MAIL, WEB)
+        self.do_and_compare(['select', WEB], [MAIL, WEB], WEB)
+        for _ in range(3):
+            self.ui.do('close')
+            self.ui.wait_for(announced, 'the announcement on the bus')
+            self.ui.settle()
+            self.assertFalse(self.is_direct())
+            super().assert_remote_holds([MAIL, WEB], WEB)
+            self.ui.do('line')
+            self.do_and_compare(['select', WEB], [MAIL, WEB], WEB)
+
+    def test_a_line_that_follows_another_at_once_brings_everything(self):
+        self.do_and_compare(['add', MAIL], [MAIL], None)
+        self.ui.start('close')
+        self.ui.start('line')
+        self.ui.wait_for(announced, 'the announcement')
+        self.ui.settle()
+        self.assert_remote_holds([MAIL], None)
+
+
 class AnnouncementTest(peer_support.BusTest):
     """What applistd makes of what it gets before its Ping is answered."""
+
+    arguments = []
 
     def setUp(self):
         super().setUp()
         self.program('applistd')
-        self.ui = self.program('ui_peer.py', '--hold')
+        self.ui = self.program('ui_peer.py', '--hold', *self.arguments)
         self.ui.wait_for(announced, 'the announcement')
         # By the answer, the remote side's own Ping has come, and waits.
         self.ui.do('ping')
@@ -177,6 +223,12 @@ class AnnouncementTest(peer_support.BusTest):
         self.ui.do('append', MAIL)
         self.assertEqual(self.heard_after_release(), 0)
         self.assertEqual(self.control()['Items'], [TEXT[MAIL], TEXT[MAIL]])
+
+
+class LineAnnouncementTest(AnnouncementTest):
+    """The same where the Ping comes over the bus and all that follows on a direct line."""
+
+    arguments = ['--line']
 
 
 if __name__ == '__main__':
