@@ -45,7 +45,7 @@ std::vector<char> CallConnection::Call(const std::vector<char>& frame) {
     reply = CallLocked(frame, deadline);
     untended = untended || NeedsTending();
   }
-  if (untended) {
+  if (untended || m_workedOffWanted) {
     m_onUntended();
   }
   return reply;
@@ -82,6 +82,9 @@ bool CallConnection::Tend(int& fd, int& events) {
   }
   ProcessLine();
   Process();
+  if (m_askAgain.exchange(false) && m_hung && !Ping()) {
+    EndHang();
+  }
   TakeOffer();
   if (!NeedsTending()) {
     return false;
@@ -98,6 +101,20 @@ bool CallConnection::NeedsTending() {
   return Way() != nullptr &&
          (m_ping != nullptr || (OnLine() && sd_bus_is_open(m_line.get()) <= 0) ||
           (sd_bus_get_n_queued_write(Way(), &unwritten) >= 0 && unwritten > 0));
+}
+
+// The wish is there before the lock is tried, so that whoever holds it sees the wish afterwards.
+bool CallConnection::IsWorkedOff() {
+  m_workedOffWanted = true;
+  const std::unique_lock<std::mutex> lock(m_mutex, std::try_to_lock);
+  if (!lock) {
+    return false;
+  }
+  if (m_unconfirmed && m_ping == nullptr) {
+    Ping();
+  }
+  m_workedOffWanted = m_hung || m_unconfirmed || m_ping != nullptr;
+  return !m_workedOffWanted;
 }
 
 void CallConnection::OfferLine(BusPtr line) {
@@ -154,6 +171,7 @@ void CallConnection::ForgetLine() {
   const std::lock_guard<std::mutex> lock(m_offerMutex);
   m_line.reset();
   m_onLine = false;
+  m_workedOffWanted = false;
   m_lostLine = !m_leaveLine.exchange(false);
   m_onUntended();
 }
@@ -306,6 +324,9 @@ void CallConnection::EndHang() {
 int CallConnection::OnPong(sd_bus_message* /*message*/, void* connection, sd_bus_error* /*error*/) {
   CallConnection* self = static_cast<CallConnection*>(connection);
   self->m_ping.reset();
+  if (self->m_workedOffWanted) {
+    self->m_onUntended();
+  }
   if (self->m_hung.exchange(false)) {
     APPLIST_LOGF(DLOG_WARN, "%s does not hang any longer", self->m_names.partner.incoming.c_str());
   }

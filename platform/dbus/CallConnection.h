@@ -80,6 +80,14 @@ class CallConnection {
   // about it. Waits for nobody.
   void ForgetHang() { m_hung = false; }
 
+  // Whether the partner has worked off all that was sent to it. Asks it where that is not known,
+  // and says no meanwhile; try again at the next Tend.
+  bool IsWorkedOff();
+
+  // It has turned out only now who the partner is, and it may not be the one that was hung: asks it
+  // for a sign of life too, at the next Tend. Waits for nobody.
+  void AskAgain() { m_askAgain = true; }
+
   // Reads and writes what can be without waiting, unless another thread is at it. Returns whether
   // there will be more to do, and then sets the descriptor and the poll events to wait for.
   bool Tend(int& fd, int& events);
@@ -134,6 +142,8 @@ class CallConnection {
   // Whether the bus answered last time: one that did not is not waited for again until it does.
   bool m_busAnswers = true;
   std::atomic<bool> m_hung = false;
+  std::atomic<bool> m_askAgain = false;
+  std::atomic<bool> m_workedOffWanted = false;
   std::atomic<unsigned> m_hangs = 0;
 };
 

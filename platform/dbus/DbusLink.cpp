@@ -228,7 +228,7 @@ void DbusLink::StartOver(const char* cause) {
 
 void DbusLink::TakePartner(const std::string& owner) {
   const bool another = owner != m_partner;
-  const bool instead = another && !m_partner.empty();
+  const bool first = m_partner.empty();
   m_partner = owner;
   m_partnerInDoubt = false;
   if (m_line != nullptr && KeepsLine(owner)) {
@@ -237,9 +237,11 @@ void DbusLink::TakePartner(const std::string& owner) {
   GiveUpLine();
   if (another) {
     m_inbox.Clear();
-  }
-  if (instead) {
-    m_calls.ForgetHang();
+    if (first) {
+      m_calls.AskAgain();
+    } else {
+      m_calls.ForgetHang();
+    }
     Wake();
   }
   UpdateConnected();
@@ -343,10 +345,6 @@ bool DbusLink::IsFromEvents(sd_bus_message* message) const {
 
 bool DbusLink::IsFromLine(sd_bus_message* message) const {
   return m_line != nullptr && m_line->Has(sd_bus_message_get_bus(message));
-}
-
-bool DbusLink::IsHeld() const {
-  return m_holders != nullptr && sd_bus_track_count(m_holders.get()) > 0;
 }
 
 // The question goes where the partner's notifications come from, so that the answer comes after
@@ -552,10 +550,22 @@ int DbusLink::OnHoldBus(sd_bus_message* call) {
   if (r >= 0) {
     r = sd_bus_track_add_sender(m_holders.get(), call);
   }
-  if (r >= 0 && m_line != nullptr) {
+  Wake();
+  return r < 0 ? r : sd_bus_reply_method_return(call, nullptr);
+}
+
+// What was sent on the line while the partner hung has to be worked off first. Returns whether the
+// link is still there afterwards.
+bool DbusLink::HonourHolders() {
+  const std::weak_ptr<bool> alive = m_alive;
+  if (m_line != nullptr && IsHeld() && m_calls.IsWorkedOff()) {
     LoseLine("somebody wants to see everything on the bus");
   }
-  return r < 0 ? r : sd_bus_reply_method_return(call, nullptr);
+  return !alive.expired();
+}
+
+bool DbusLink::IsHeld() const {
+  return m_holders != nullptr && sd_bus_track_count(m_holders.get()) > 0;
 }
 
 // The D-Bus library calls it over and over for as long as it returns 0.
@@ -631,7 +641,7 @@ bool DbusLink::Deliver(sd_bus_message* message) {
 void DbusLink::TendCalls() {
   int fd = -1;
   int events = 0;
-  if (!BeginLine()) {
+  if (!BeginLine() || !HonourHolders()) {
     return;
   }
   m_tending.reset();

@@ -112,6 +112,7 @@ class DbusLink {
   void AskForLine();
   int MakeLine(applist::DirectLine::Side side, applist::DirectLine::Sockets sockets);
   bool IsHeld() const;
+  bool HonourHolders();
   bool BeginLine();
   bool KeepsLine(const std::string& owner);
   void GiveUpLine();

@@ -665,6 +665,21 @@ TEST_F(HangTest, WhatIsSentMeanwhileArrivesInOrderOnTheLine) {
   EXPECT_TRUE(WaitFor([&] { return uiEnd->Send(kCount, "") == Echo(kCount, ""); }));
 }
 
+// Somebody wants everything on the bus meanwhile: what is on the line has to arrive first.
+TEST_F(HangTest, WhatIsSentMeanwhileIsNotLostWhenTheBusIsHeld) {
+  constexpr int kCount = 5000;
+  StartDirect();
+  Block();
+  SendNumbered(0, kCount);
+  BusPeer holder(bus.Address());
+  EXPECT_EQ(ErrorOf(holder, kUiName, "HoldBus"), "");
+  EXPECT_TRUE(IsDirect(kUiName));
+  Unblock();
+  ExpectInOrder(kCount);
+  EXPECT_TRUE(WaitFor([&] { return !IsDirect(kUiName) && !IsDirect(kRemoteName); }));
+  EXPECT_TRUE(WaitFor([&] { return uiEnd->Send(kCount, "") == Echo(kCount, ""); }));
+}
+
 // The line is there when the partner answers again, but what was sent over the bus goes first.
 TEST_F(HangTest, WhatIsSentOnANewLineDoesNotOvertakeTheBus) {
   constexpr int kCount = 3000;

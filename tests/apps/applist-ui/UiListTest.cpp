@@ -114,31 +114,41 @@ TEST_F(UiListTest, OddNames) {
   }));
 }
 
-TEST_F(UiListTest, TenThousandEntries) {
-  for (int k = 0; k < 10000; ++k) {
-    char name[32];
-    std::snprintf(name, sizeof name, "Entry %05d", k);
-    Install(std::string("e") + (name + 6), name);
+// As many as fit into the time of a test: a sanitizer takes its own.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr int kMany = 2000;
+#else
+constexpr int kMany = 10000;
+#endif
+
+std::string EntryName(int number) {
+  const std::string digits = std::to_string(number);
+  return "Entry " + std::string(5 - digits.size(), '0') + digits;
+}
+
+TEST_F(UiListTest, ManyEntries) {
+  for (int k = 0; k < kMany; ++k) {
+    Install("e" + std::to_string(k), EntryName(k));
   }
   StartRemote();
   StartUi();
-  ExpectOnScreen("Remote side: 10000, in step");
+  ExpectOnScreen("Remote side: " + std::to_string(kMany) + ", in step");
   Press({"End"});
   const auto selected = [this](const std::string& name) {
     return WaitFor([&] { return Here().selected == name && There().selected == name; });
   };
-  EXPECT_TRUE(selected("Entry 09999")) << Screen();
-  terminal->Type("/y 0432");
-  EXPECT_TRUE(selected("Entry 04320")) << Screen();
+  EXPECT_TRUE(selected(EntryName(kMany - 1))) << Screen();
+  terminal->Type("/y 0132");
+  EXPECT_TRUE(selected("Entry 01320")) << Screen();
   Press({"Escape", "PageDown", "PageUp", "Up"});
-  EXPECT_TRUE(selected("Entry 04319")) << Screen();
+  EXPECT_TRUE(selected("Entry 01319")) << Screen();
   Press({"d"});
-  ExpectOnScreen("Remote side: 9999, in step");
-  EXPECT_TRUE(selected("Entry 04320")) << Screen();
+  ExpectOnScreen("Remote side: " + std::to_string(kMany - 1) + ", in step");
+  EXPECT_TRUE(selected("Entry 01320")) << Screen();
   Press({"x", "y"});
   ExpectOnScreen("Remote side: 0, in step");
   Press({"a"});
-  ExpectOnScreen("Remote side: 9999, in step");
+  ExpectOnScreen("Remote side: " + std::to_string(kMany - 1) + ", in step");
 }
 
 }  // namespace
