@@ -23,7 +23,6 @@ using ::testing::Contains;
 using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::Ge;
-using ::testing::IsEmpty;
 using ::testing::Not;
 
 constexpr const char* kAccessDenied = "org.freedesktop.DBus.Error.AccessDenied";
@@ -387,7 +386,7 @@ TEST_F(DirectLineTest, AnotherRemoteSideOnTheNextBusEndsTheLine) {
   StopBus();
   bus.Start();
   LineRemote other(bus.Address(), LineRemote::Gives::Nothing);
-  EXPECT_TRUE(WaitFor([&] { return Tool().OwnerOf(kUiName) != ""; }));
+  EXPECT_TRUE(WaitFor([&] { return !Tool().OwnerOf(kUiName).empty(); }));
   EXPECT_THAT(StatesOf(uiEnd->States()), ElementsAre(1)) << "nobody has said whose the line is";
   Unblock();
   EXPECT_TRUE(WaitFor([&] { return uiEnd->States().size() == 3; }));
@@ -419,7 +418,7 @@ TEST_F(DirectLineTest, AnotherRemoteSideWithTheSameUniqueNameEndsTheLineToo) {
   }
   auto second = std::make_unique<LineRemote>(bus.Address(), LineRemote::Gives::Lines);
   ASSERT_EQ(second->UniqueName(), first.UniqueName());
-  ASSERT_TRUE(WaitFor([&] { return first.NamesAsked() > 0 && Tool().OwnerOf(kUiName) != ""; }));
+  ASSERT_TRUE(WaitFor([&] { return first.NamesAsked() > 0 && !Tool().OwnerOf(kUiName).empty(); }));
   ASSERT_EQ(PartnerOf(kUiName), first.UniqueName());
   first.CallItself("");
   EXPECT_TRUE(WaitFor([&] { return uiEnd->States().size() == 3; }));
@@ -457,7 +456,7 @@ TEST_F(DirectLineTest, AnotherProcessWithTheNameOfThisEndForAWhileEndsTheLine) {
   EXPECT_EQ(uiEnd->Send(1, ""), "") << "it works locally";
   other->Signal(SIGKILL);
   other->Wait();
-  EXPECT_TRUE(WaitFor([&] { return Tool().OwnerOf(kUiName) != ""; }));
+  EXPECT_TRUE(WaitFor([&] { return !Tool().OwnerOf(kUiName).empty(); }));
   Unblock();
   EXPECT_TRUE(WaitFor([&] { return AreConnected() && AreDirect(); }));
   EXPECT_THAT(StatesOf(remote->States()), AllOf(Contains(0), ::testing::SizeIs(Ge(3))));
@@ -502,7 +501,7 @@ TEST_F(DirectLineTest, ComesBackHoweverShortlyTheBusWasHeld) {
 
 TEST_F(DirectLineTest, ALineThatComesWhileTheBusIsHeldIsNotUsed) {
   StartEcho();
-  ASSERT_TRUE(WaitFor([&] { return Tool().OwnerOf(kRemoteName) != ""; }));
+  ASSERT_TRUE(WaitFor([&] { return !Tool().OwnerOf(kRemoteName).empty(); }));
   Block();
   StartUi();
   ASSERT_TRUE(WaitFor([&] { return !uiEnd->States().empty(); }));
@@ -684,7 +683,7 @@ TEST_F(HangTest, WhatIsSentMeanwhileIsNotLostWhenTheBusIsHeld) {
 TEST_F(HangTest, WhatIsSentOnANewLineDoesNotOvertakeTheBus) {
   constexpr int kCount = 3000;
   StartEcho();
-  ASSERT_TRUE(WaitFor([&] { return Tool().OwnerOf(kRemoteName) != ""; }));
+  ASSERT_TRUE(WaitFor([&] { return !Tool().OwnerOf(kRemoteName).empty(); }));
   Block();
   StartUi();
   ASSERT_TRUE(WaitFor([&] { return !uiEnd->States().empty(); }));
@@ -730,7 +729,7 @@ TEST_F(DirectLineTest, ThreadsThatSendWhenTheLineBeginsGetTheirOwnRepliesInOrder
   constexpr int kThreads = 8;
   std::atomic<bool> stop = false;
   StartEcho();
-  ASSERT_TRUE(WaitFor([&] { return Tool().OwnerOf(kRemoteName) != ""; }));
+  ASSERT_TRUE(WaitFor([&] { return !Tool().OwnerOf(kRemoteName).empty(); }));
   StartUi();
   std::vector<std::future<int>> senders;
   for (int number = 0; number < kThreads; ++number) {

@@ -12,7 +12,6 @@
 #include "bus/BusFixture.h"
 #include "dbus/LinkNames.h"
 
-using applist::Descriptor;
 using applist::DirectLine;
 
 namespace applist_test {
