@@ -16,13 +16,14 @@ import json
 import mmap
 import os
 import random
+import select
 import subprocess
 import sys
 import tempfile
 import time
 
 BUSES = ('dbus-daemon', 'dbus-broker')
-DEADLINE = 60
+DEADLINE = 60  # for anything at all, in seconds
 HERE = os.path.dirname(os.path.abspath(__file__))
 
 # role: the arguments of the two processes. bus: whether they meet on one.
@@ -30,6 +31,7 @@ Kind = collections.namedtuple('Kind', 'name program server client environment bu
                               defaults=({}, True, None))
 KINDS = [
     Kind('sd-bus', 'bench-sd-bus', 'server', 'client'),
+    Kind('sd-bus, no bus', 'bench-sd-bus', 'socket-server', 'socket-client', {}, False),
     Kind('AppList, bus', 'bench-applist', 'server', 'client', {'APPLIST_LINE': 'bus'}, True, False),
     Kind('AppList, line', 'bench-applist', 'server', 'client', {}, True, True),
     Kind('AppList answered, bus', 'bench-applist', 'answering-server', 'answered-client',
@@ -90,18 +92,24 @@ class Process:
         self.started = time.clock_gettime_ns(time.CLOCK_MONOTONIC)
         self.process = subprocess.Popen(
             command, env=environment, pass_fds=descriptors, stdin=subprocess.PIPE,
-            stdout=subprocess.PIPE, text=True)
+            stdout=subprocess.PIPE, bufsize=0)
         self.pid = self.process.pid
+        self.unread = b''
 
     def read(self):
-        line = self.process.stdout.readline()
-        if not line:
-            raise RuntimeError(f'{" ".join(self.command)} has ended')
-        return line.strip()
+        """The next line."""
+        while b'\n' not in self.unread:
+            if not select.select([self.process.stdout], [], [], DEADLINE)[0]:
+                raise RuntimeError(f'{" ".join(self.command)} does not answer')
+            data = os.read(self.process.stdout.fileno(), 65536)
+            if not data:
+                raise RuntimeError(f'{" ".join(self.command)} has ended')
+            self.unread += data
+        line, self.unread = self.unread.split(b'\n', 1)
+        return line.decode().strip()
 
     def write(self, line):
-        self.process.stdin.write(line + '\n')
-        self.process.stdin.flush()
+        self.process.stdin.write((line + '\n').encode())
 
     def end(self):
         self.process.stdin.close()

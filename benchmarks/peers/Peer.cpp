@@ -91,6 +91,10 @@ char ReadTrigger() {
   return what;
 }
 
+std::string SocketPath() {
+  return Environment("BENCH_SOCKET");
+}
+
 std::vector<Item> MakeItems(int count) {
   std::vector<Item> items;
   for (int k = 0; k < count; ++k) {

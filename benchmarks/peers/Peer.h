@@ -56,6 +56,9 @@ void Trigger(char what);
 int TriggerDescriptor();
 char ReadTrigger();
 
+// Where a server without a bus listens.
+std::string SocketPath();
+
 struct Item {
   std::string name;
   std::string id;
