@@ -17,6 +17,7 @@ import mmap
 import os
 import random
 import select
+import statistics
 import subprocess
 import sys
 import tempfile
@@ -357,6 +358,30 @@ class Benchmark:
             finally:
                 pair.end()
 
+    def micro(self):
+        """The core by itself: processor time in ns of each, and of its floor."""
+        program = os.path.join(self.build, 'benchmarks', 'bench-micro')
+        if not os.path.exists(program):
+            say('the core by itself is left out: bench-micro is not built')
+            self.result['missing'].append('bench-micro')
+            return
+        say('the core by itself')
+        file = os.path.join(self.folder.name, 'micro.json')
+        how_often = (['--benchmark_min_time=0', '--benchmark_filter=-10000'] if self.dry else
+                     ['--benchmark_min_time=0.01', '--benchmark_repetitions=5',
+                      '--benchmark_enable_random_interleaving=true'])
+        subprocess.run([program, f'--benchmark_out={file}', *how_often], check=True,
+                       env=dict(os.environ, APPLIST_LOG='warn'), stdout=subprocess.DEVNULL,
+                       stderr=subprocess.DEVNULL)
+        with open(file, encoding='utf-8') as text:
+            runs = json.load(text)['benchmarks']
+        times = collections.defaultdict(list)
+        nanoseconds = {'ns': 1, 'us': 1e3, 'ms': 1e6, 's': 1e9}
+        for run in runs:
+            if run['run_type'] == 'iteration':
+                times[run['run_name']].append(run['cpu_time'] * nanoseconds[run['time_unit']])
+        self.result['micro'] = {name: statistics.median(values) for name, values in times.items()}
+
     @staticmethod
     def wait_for_daemon(pair):
         deadline = time.monotonic() + DEADLINE
@@ -369,6 +394,7 @@ class Benchmark:
 
     def run(self):
         try:
+            self.micro()
             self.start()
             self.starts()
             self.bytes_on_the_wire()

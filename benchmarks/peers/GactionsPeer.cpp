@@ -7,6 +7,7 @@
 #include <gio/gio.h>
 #include <glib-unix.h>
 
+#include <algorithm>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -18,6 +19,9 @@ namespace {
 using namespace bench;
 
 constexpr const char* kMenuPath = "/org/javamw/Bench/menu";
+
+// A menu is exported with fewer than a thousand items in a section.
+constexpr int kSectionSize = 500;
 
 GDBusConnection* Connect() {
   GDBusConnection* const connection = g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, nullptr);
@@ -58,10 +62,16 @@ class Server {
     GMenu* const menu = static_cast<Server*>(server)->m_menu;
     ++TheShared().taken;
     g_menu_remove_all(menu);
+    GMenu* section = nullptr;
     for (const Item& item : MakeItems(count)) {
+      if (section == nullptr || g_menu_model_get_n_items(G_MENU_MODEL(section)) == kSectionSize) {
+        section = g_menu_new();
+        g_menu_append_section(menu, nullptr, G_MENU_MODEL(section));
+        g_object_unref(section);
+      }
       GMenuItem* const entry = g_menu_item_new(item.name.c_str(), nullptr);
       g_menu_item_set_attribute(entry, "id", "s", item.id.c_str());
-      g_menu_append_item(menu, entry);
+      g_menu_append_item(section, entry);
       g_object_unref(entry);
     }
     g_simple_action_set_state(action, state);
@@ -147,18 +157,31 @@ class Client {
     return Time([&] { Change("selection", g_variant_new_string(id.c_str())); });
   }
 
+  static void AwaitItems(GMenuModel* menu, int count) {
+    while (g_menu_model_get_n_items(menu) < count) {
+      g_main_context_iteration(nullptr, TRUE);
+    }
+  }
+
   // A proxy of its own each time, until it holds every item.
   static int64_t Fill(int size) {
     const int64_t begin = Now();
     GMenuModel* const menu = G_MENU_MODEL(g_dbus_menu_model_get(Connect(), kServerName, kMenuPath));
-    while (g_menu_model_get_n_items(menu) != size) {
-      g_main_context_iteration(nullptr, TRUE);
+    const int sections = (size + kSectionSize - 1) / kSectionSize;
+    std::vector<GMenuModel*> held;
+    AwaitItems(menu, sections);
+    for (int k = 0; k < sections; ++k) {
+      held.push_back(g_menu_model_get_item_link(menu, k, G_MENU_LINK_SECTION));
+      g_menu_model_get_n_items(held.back());  // has it fetched
     }
-    char* id = nullptr;
-    const bool held = g_menu_model_get_item_attribute(menu, size - 1, "id", "s", &id) != FALSE;
+    for (int k = 0; k < sections; ++k) {
+      AwaitItems(held[static_cast<size_t>(k)], std::min(kSectionSize, size - k * kSectionSize));
+    }
     const int64_t time = Now() - begin;
-    const bool equal = held && MakeItems(size).back().id == id;
-    g_free(id);
+    const bool equal = IdOfLast(held.back()) == MakeItems(size).back().id;
+    for (GMenuModel* section : held) {
+      g_object_unref(section);
+    }
     g_object_unref(menu);
     // The proxy says on its way out that it needs no more news.
     while (g_main_context_iteration(nullptr, FALSE) != FALSE) {
@@ -167,6 +190,14 @@ class Client {
       throw std::runtime_error("the menu holds something else");
     }
     return time;
+  }
+
+  static std::string IdOfLast(GMenuModel* menu) {
+    char* text = nullptr;
+    g_menu_model_get_item_attribute(menu, g_menu_model_get_n_items(menu) - 1, "id", "s", &text);
+    std::string id = text == nullptr ? "" : text;
+    g_free(text);
+    return id;
   }
 
   GActionGroup* const m_group =
