@@ -8,6 +8,7 @@
 #   make check     what else must be quiet: clang, sanitizers, clang-tidy, clang-format
 #   make fault-test  every fault as often as it takes, on both buses, with and without a direct line
 #   make coverage  line and branch coverage of src/
+#   make bench     what AppList costs beside what else does the same: docs/figures.md
 #   make fuzz      FUZZ_SECONDS (60) of each fuzz target
 #
 # Each installs the packages that it needs.
@@ -46,6 +47,21 @@ run:
 	  build/release/apps/walk-through/applist-walk-through \
 	    build/release/apps/applistd/applistd apps/walk-through/samples; \
 	fi
+
+# Runs of the benchmark that are shown beside each other.
+BENCH_RUNS = 1 2
+.PHONY: bench bench-build $(BENCH_RUNS:%=bench-run-%)
+bench: $(BENCH_RUNS:%=bench-run-%)
+	benchmarks/figures.py docs/figures.md $(BENCH_RUNS:%=build/bench/run-%.json)
+
+bench-build:
+	packaging/install build bench
+	cmake --preset bench
+	cmake --build --preset bench
+
+# One after another, also with -j.
+$(BENCH_RUNS:%=bench-run-%): bench-run-%: bench-build
+	flock build/bench benchmarks/run.py build/bench build/bench/run-$*.json
 
 check: check-format check-clang check-tidy check-asan check-tsan
 
