@@ -223,7 +223,7 @@ int64_t TimeOnThreads(int count, const std::function<void()>& work) {
   for (std::thread& thread : threads) {
     thread.join();
   }
-  return (Now() - begin) / (count * kCallsPerThread);
+  return (Now() - begin) / (int64_t{count} * kCallsPerThread);
 }
 
 Operations OperationsOn(Transport& transport) {
