@@ -121,7 +121,7 @@ def floors():
            lambda r: r.ratio('event', 'sd-bus, no bus', on(RAW, DAEMON)))
     yield ('10 000 items / 1000 items, raw sd-bus on a socket without a bus',
            lambda r: r.ratio('push 10000', 'sd-bus, no bus', 'sd-bus, no bus', 'push 1000'))
-    yield ('selection search in the model (RemoveItem of another) / bare std::find_if',
+    yield ('the same search in the model (RemoveItem of another) / bare std::find_if',
            lambda r: statistics.median(r.core('RemoveItem of another')))
 
 
@@ -139,9 +139,7 @@ def measure(get, results):
     for result in results:
         try:
             values.append(get(result))
-        except KeyError:
-            values.append(None)
-        except TypeError:
+        except (KeyError, TypeError):  # the run has left it out
             values.append(None)
     return values
 
@@ -210,7 +208,9 @@ def resources_table(result):
 def core_table(result):
     micro = result.data['micro']
     rows = []
-    for name, time in micro.items():
+    for name in sorted(micro, key=lambda name: [int(part) if part.isdigit() else part
+                                                for part in name.split('/')]):
+        time = micro[name]
         floor = micro.get(f'floor of {name}')
         if floor:
             rows.append([name, figure(time), figure(floor), figure(time / floor)])
