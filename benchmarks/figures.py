@@ -217,6 +217,10 @@ def core_table(result):
     return table(['', 'ns', 'floor, ns', 'ratio'], rows)
 
 
+COLOURS = ('#000000', '#888888', '#d00000', '#ff9000', '#0060c0', '#00a0e0', '#008040', '#80c000',
+           '#8000a0', '#c060c0')
+
+
 def plot(result, growth, file):
     sizes = result.data['growth'][growth]
     names = sorted({name for times in sizes.values() for name in times}, key=order)
@@ -224,13 +228,15 @@ def plot(result, growth, file):
     script = ['set terminal svg size 760,440 background "white" font "sans,12"',
               f'set output "{file}"', 'set logscale xy', 'set key outside right top Left reverse',
               'set grid', f'set xlabel "{along}"', f'set ylabel "{what}, us"',
-              'set format x "%.0f"', 'set format y "%g"']
+              'set format "%.0s%c"']
     for number, name in enumerate(names):
         points = [f'{size} {statistics.median(times[name]) / 1000}'
                   for size, times in sizes.items() if name in times]
         script += [f'$data{number} << END', *points, 'END']
-    script.append('plot ' + ', '.join(f'$data{number} with linespoints pointtype 7 pointsize 0.4 '
-                                      f'title "{name}"' for number, name in enumerate(names)))
+    script.append('plot ' + ', '.join(
+        f'$data{number} with linespoints linecolor "{COLOURS[number % len(COLOURS)]}" '
+        f'pointtype {4 + number} pointsize 0.5 title "{name.replace(on("", DAEMON), "")}"'
+        for number, name in enumerate(names)))
     subprocess.run(['gnuplot'], input='\n'.join(script), text=True, check=True)
 
 
@@ -269,7 +275,9 @@ def page(results, folder):
               'Of the user interface. Processor time is that of client + server + bus, with what '
               'follows an operation until both sides are at rest. Bytes are those written + read '
               'by the client.\n', resources_table(results[-1]),
-              '## Growth\n', growth_part(results[-1], folder)]
+              '## Growth\n',
+              'Over dbus-daemon, but for what needs no bus; threads share the one processor, too.\n',
+              growth_part(results[-1], folder)]
     if 'micro' in last:
         parts += ['## The core by itself\n',
                   'Over a transport that answers at once, with the log filtered: '

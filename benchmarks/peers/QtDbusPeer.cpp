@@ -46,10 +46,9 @@ class QtDbusTransport : public QObject, public Transport {
 
   void Wait() override { QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents); }
 
- private slots:
-  void OnNotify(int event) { Arrived(event); }
-
  private:
+  Q_SLOT void OnNotify(int event) { Arrived(event); }
+
   QDBusConnection m_bus = QDBusConnection::sessionBus();
 };
 
