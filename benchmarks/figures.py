@@ -268,6 +268,8 @@ def page(results, folder):
         'has said that it has taken it over. Left out here: '
         + (', '.join(last['missing']) or 'nothing') + '.\n',
         '## The aims\n', aims_table(results),
+        'Rows without an aim are floors: what the raw library takes on a socket without a bus is '
+        'the least that the direct line can take.\n',
     ]
     for case, title in CASES.items():
         parts += [f'## {title[0].upper()}{title[1:]}\n', times_table(results[-1], case)]

@@ -52,6 +52,14 @@ def say(*words):
     print(*words, file=sys.stderr, flush=True)
 
 
+def wait_for(condition, what):
+    deadline = time.monotonic() + DEADLINE
+    while not condition():
+        if time.monotonic() > deadline:
+            raise RuntimeError(f'waited in vain for {what}')
+        time.sleep(0.01)
+
+
 def counters(pid, file, read):
     """What `read` makes of a file of each thread of a process, added up."""
     total = 0
@@ -162,14 +170,13 @@ class Pair:
         if self.kind.direct is None:
             return
         self.client.write('idle 1 0')
-        deadline = time.monotonic() + DEADLINE
-        while self.is_direct() != self.kind.direct:
-            if time.monotonic() > deadline:
-                raise RuntimeError(f'{self.name}: not on the way that is to be measured')
-            time.sleep(0.01)
+        self.wait_for_way()
         self.client.write('idle 0 0')
         self.client.read()
         self.client.read()
+
+    def wait_for_way(self):
+        wait_for(lambda: self.is_direct() == self.kind.direct, f'{self.name} on its way')
 
     def is_direct(self):
         answer = subprocess.run(
@@ -342,10 +349,11 @@ class Benchmark:
                 pair.server.end()
                 pair.server = Process(
                     [os.path.join(self.build, 'apps', 'applistd', 'applistd')], pair.environment)
-                self.wait_for_daemon(pair)
+                wait_for(lambda: subprocess.run(
+                    ['busctl', f'--address={pair.address}', 'status', 'org.javamw.Applist.Local'],
+                    capture_output=True, check=False).returncode == 0, 'applistd on the bus')
                 pair.client = Process([pair.program, 'idle'], pair.environment)
-                while not pair.is_direct():
-                    time.sleep(0.05)
+                pair.wait_for_way()
                 time.sleep(1)  # what the last question has caused is over
                 seconds = 0.1 if self.dry else 10
                 say(f'idle for {seconds} s')
@@ -381,16 +389,6 @@ class Benchmark:
             if run['run_type'] == 'iteration':
                 times[run['run_name']].append(run['cpu_time'] * nanoseconds[run['time_unit']])
         self.result['micro'] = {name: statistics.median(values) for name, values in times.items()}
-
-    @staticmethod
-    def wait_for_daemon(pair):
-        deadline = time.monotonic() + DEADLINE
-        while subprocess.run(['busctl', f'--address={pair.address}', 'status',
-                              'org.javamw.Applist.Local'], capture_output=True,
-                             check=False).returncode != 0:
-            if time.monotonic() > deadline:
-                raise RuntimeError('applistd does not start')
-            time.sleep(0.02)
 
     def run(self):
         try:
