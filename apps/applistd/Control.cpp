@@ -2,7 +2,10 @@
 // SPDX-License-Identifier: MIT
 #include "Control.h"
 
+#include <systemd/sd-event.h>
+
 #include <exception>
+#include <iterator>
 #include <optional>
 
 #include "BusText.h"
@@ -15,19 +18,10 @@ namespace {
 
 constexpr const char* kInterface = "org.javamw.Applist.Control1";
 
-const char* PropertyOf(LocalAppListModel::Change change) {
-  switch (change) {
-    case LocalAppListModel::Change::Items:
-      return "Items";
-    case LocalAppListModel::Change::Selection:
-      return "Selection";
-    case LocalAppListModel::Change::Click:
-      return "LastClicked";
-    case LocalAppListModel::Change::Connection:
-      break;
-  }
-  return "Connected";
-}
+// How many messages may wait to be written to the bus before changes are announced together, and
+// for how many microseconds then.
+constexpr uint64_t kMostUnwritten = 100;
+constexpr uint64_t kPause = 10000;
 
 std::string IdOf(std::optional<RemoteAppListItem> item) {
   return item ? item->GetUnigueId() : std::string();
@@ -98,17 +92,60 @@ void Control::AddTo(sd_bus* bus) {
 }
 
 // The announcement of a new user interface drops the selection without a change of its own.
+unsigned Control::PropertiesOf(LocalAppListModel::Change change) {
+  switch (change) {
+    case LocalAppListModel::Change::Items:
+      return kItems;
+    case LocalAppListModel::Change::Selection:
+      return kSelection;
+    case LocalAppListModel::Change::Click:
+      return kLastClicked;
+    case LocalAppListModel::Change::Connection:
+      break;
+  }
+  return kConnected | kItems | kSelection;
+}
+
 void Control::Announce(LocalAppListModel::Change change) {
-  const char* path = m_model.Link().Names().objectPath.c_str();
+  m_changed |= PropertiesOf(change);
+  if (m_later == nullptr) {
+    AnnounceChanged();
+  }
+}
+
+void Control::AnnounceChanged() {
+  uint64_t unwritten = 0;
+  m_later.reset();
   if (sd_bus_is_ready(m_bus.get()) <= 0) {
+    m_changed = 0;
     return;
   }
-  if (change == LocalAppListModel::Change::Connection) {
-    sd_bus_emit_properties_changed(m_bus.get(), path, kInterface, "Connected", "Items", "Selection",
-                                   nullptr);
-  } else {
-    sd_bus_emit_properties_changed(m_bus.get(), path, kInterface, PropertyOf(change), nullptr);
+  if (sd_bus_get_n_queued_write(m_bus.get(), &unwritten) >= 0 && unwritten > kMostUnwritten) {
+    sd_event_source* timer = nullptr;
+    sd_event_add_time_relative(sd_bus_get_event(m_bus.get()), &timer, CLOCK_MONOTONIC, kPause,
+                               kPause, OnLater, this);
+    m_later.reset(timer);
+    return;
   }
+  const std::pair<unsigned, const char*> properties[] = {{kConnected, "Connected"},
+                                                         {kItems, "Items"},
+                                                         {kSelection, "Selection"},
+                                                         {kLastClicked, "LastClicked"}};
+  const char* changed[std::size(properties) + 1] = {};
+  size_t count = 0;
+  for (const auto& [property, name] : properties) {
+    if ((m_changed & property) != 0) {
+      changed[count++] = name;
+    }
+  }
+  m_changed = 0;
+  sd_bus_emit_properties_changed_strv(m_bus.get(), m_model.Link().Names().objectPath.c_str(),
+                                      kInterface, const_cast<char**>(changed));
+}
+
+int Control::OnLater(sd_event_source* /*source*/, uint64_t /*now*/, void* control) {
+  static_cast<Control*>(control)->AnnounceChanged();
+  return 0;
 }
 
 void Control::AnnounceLaunched(const std::string& id) {
