@@ -103,7 +103,10 @@ void DbusLink::Notify(const std::vector<char>& frame) {
                  std::strerror(-r));
     m_lineFails = NotifiesOnLine() && r != -EMSGSIZE;
   }
-  Wake();
+  uint64_t unwritten = 0;
+  if (r < 0 || sd_bus_get_n_queued_write(Way(), &unwritten) < 0 || unwritten > 0) {
+    Wake();
+  }
 }
 
 void DbusLink::WhenPartnerHasCaughtUp(std::function<void()> then) {

@@ -9,6 +9,9 @@ namespace {
 std::string EncodeField(const std::string& text) {
   std::string field;
   field.reserve(text.size() + 1);
+  if (text.find_first_of("\\\n") == std::string::npos) {
+    return field.append(text).append(1, '\n');
+  }
   for (const char byte : text) {
     if (byte == '\\') {
       field += "\\\\";
