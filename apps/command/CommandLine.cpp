@@ -13,16 +13,16 @@ namespace {
 
 constexpr const char* kSessionAddress = "DBUS_SESSION_BUS_ADDRESS";
 
-bool IsSet(const char* variable) {
+std::string ValueOf(const char* variable) {
   const char* value = std::getenv(variable);
-  return value != nullptr && *value != '\0';
+  return value != nullptr ? value : "";
 }
 
 // Where a login session of systemd has its bus.
 std::string SessionAddress() {
-  const std::string folder = IsSet("XDG_RUNTIME_DIR") ? std::getenv("XDG_RUNTIME_DIR")
-                                                      : "/run/user/" + std::to_string(getuid());
-  return "unix:path=" + folder + "/bus";
+  const std::string folder = ValueOf("XDG_RUNTIME_DIR");
+  return "unix:path=" + (folder.empty() ? "/run/user/" + std::to_string(getuid()) : folder) +
+         "/bus";
 }
 
 }  // namespace
@@ -62,7 +62,7 @@ void CommandLine::UseBus() const {
     setenv(kSessionAddress, m_address.c_str(), 1);
   } else if (m_system) {
     unsetenv(kSessionAddress);
-  } else if (m_session && !IsSet(kSessionAddress)) {
+  } else if (m_session && ValueOf(kSessionAddress).empty()) {
     setenv(kSessionAddress, SessionAddress().c_str(), 1);
   }
 }
