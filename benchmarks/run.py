@@ -350,7 +350,9 @@ class Benchmark:
                 pair.server = Process(
                     [os.path.join(self.build, 'apps', 'applistd', 'applistd')], pair.environment)
                 wait_for(lambda: subprocess.run(
-                    ['busctl', f'--address={pair.address}', 'status', 'org.javamw.Applist.Local'],
+                    ['busctl', f'--address={pair.address}', 'get-property',
+                     'org.javamw.Applist.Local', '/org/javamw/Applist',
+                     'org.javamw.Applist.Control1', 'Connected'],
                     capture_output=True, check=False).returncode == 0, 'applistd on the bus')
                 pair.client = Process([pair.program, 'idle'], pair.environment)
                 pair.wait_for_way()
