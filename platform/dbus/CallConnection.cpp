@@ -202,7 +202,16 @@ void CallConnection::Process() {
   }
 }
 
+// A call may have been lost with the connection: a line that was to take over from it would hide
+// that.
 void CallConnection::Forget() {
+  if (m_isOffered) {
+    const std::lock_guard<std::mutex> lock(m_offerMutex);
+    m_offer.reset();
+    m_isOffered = false;
+    m_lostLine = true;
+    m_onUntended();
+  }
   m_bus.reset();
   m_nameAnswer = NameAnswer::Refused;
   if (!OnLine()) {

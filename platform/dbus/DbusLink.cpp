@@ -194,17 +194,19 @@ int DbusLink::AddHandlers(sd_bus* bus, std::vector<applist::SlotPtr>& slots) {
   return r;
 }
 
-// A direct line does without the bus. The next bus gives the same unique names to others.
+// A direct line does without the bus, once calls are made on it: what is called before may be lost
+// with the bus. The next bus gives the same unique names to others.
 void DbusLink::TakeLoss() {
   m_replaced = false;
   m_partner.clear();
   m_partnerCalls.clear();
   m_noLineWith.clear();
   m_holders.reset();
-  if (m_line != nullptr) {
+  if (m_line != nullptr && (!m_names.asksForLine || IsDirect())) {
     m_lineOwner.clear();
     return;
   }
+  GiveUpLine();
   m_caughtUp.reset();
   m_inbox.Clear();
   UpdateConnected();
