@@ -35,7 +35,7 @@ constexpr const char* kRemoteName = "org.javamw.Applist.Local";
 constexpr const char* kRemoteCallsName = "org.javamw.Applist.Local.Calls";
 
 // How long a test waits for anything. Nothing depends on it but how long a failure takes.
-constexpr std::chrono::seconds kDeadline(20);
+constexpr std::chrono::seconds kDeadline(60);
 
 // Identifier and visible name of each item, in order.
 using ItemList = std::vector<std::pair<std::string, std::string>>;
