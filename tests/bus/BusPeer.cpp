@@ -95,6 +95,13 @@ std::string BusPeer::OwnerOf(const std::string& name) {
   return r < 0 ? std::string() : applist::ReadOwner(answer).value_or("");
 }
 
+bool BusPeer::IsSet(const std::string& name, const char* property) {
+  int value = 0;
+  sd_bus_get_property_trivial(Bus(), name.c_str(), kLinkPath, applist::kLinkInterface, property,
+                              nullptr, 'b', &value);
+  return value != 0;
+}
+
 std::vector<std::string> BusPeer::Connections() {
   char** acquired = nullptr;
   Check(sd_bus_list_names(Bus(), &acquired, nullptr), "the names on the bus");

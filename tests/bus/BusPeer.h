@@ -40,6 +40,9 @@ class BusPeer {
   std::vector<std::string> Connections();
   const std::string& UniqueName() const { return m_uniqueName; }
 
+  // Whether a property of the link's end with this name is true. False where it does not answer.
+  bool IsSet(const std::string& name, const char* property);
+
   Answer Send(const std::string& destination, const std::string& frame);
 
   // A Send with arguments of any kind, as sd_bus_message_append takes them.

@@ -111,12 +111,7 @@ class DirectLineTest : public LinkEndsTest {
     return partner;
   }
   bool IsSet(const std::string& name, const char* property) {
-    int value = 0;
-    WhileLooping([&] {
-      return sd_bus_get_property_trivial(Tool().Bus(), name.c_str(), kLinkPath,
-                                         applist::kLinkInterface, property, nullptr, 'b', &value);
-    });
-    return value != 0;
+    return WhileLooping([&] { return Tool().IsSet(name, property); });
   }
   bool IsDirect(const std::string& name) { return IsSet(name, "Direct"); }
   bool AreDirect() { return IsDirect(kUiName) && IsDirect(kRemoteName); }

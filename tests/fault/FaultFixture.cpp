@@ -25,16 +25,27 @@ constexpr std::chrono::milliseconds kSlow(250);
 constexpr size_t kItems = 40;
 constexpr int kLongestList = 60;
 
-std::chrono::steady_clock::duration& Longest() {
-  static std::chrono::steady_clock::duration longest(0);
+// How long an operation held up its caller at most, and in which test.
+struct Hold {
+  std::chrono::steady_clock::duration time = std::chrono::steady_clock::duration(0);
+  std::string test = "none";
+};
+Hold& Longest() {
+  static Hold longest;
   return longest;
+}
+
+std::string CurrentTest() {
+  const ::testing::TestInfo* test = ::testing::UnitTest::GetInstance()->current_test_info();
+  return std::string(test->test_suite_name()) + "." + test->name();
 }
 
 class PrintLongest : public ::testing::Environment {
  public:
   void TearDown() override {
     std::cout << "the longest that one operation held up its caller: "
-              << std::chrono::duration_cast<microseconds>(Longest()).count() << " us" << std::endl;
+              << std::chrono::duration_cast<microseconds>(Longest().time).count() << " us, in "
+              << Longest().test << std::endl;
   }
 };
 
@@ -74,7 +85,9 @@ AppListItem* FaultTest::Item(size_t number) {
 }
 
 void FaultTest::Note(std::chrono::steady_clock::duration blocked) {
-  Longest() = std::max(Longest(), blocked);
+  if (blocked > Longest().time) {
+    Longest() = {blocked, CurrentTest()};
+  }
   m_slow += blocked > kSlow ? 1 : 0;
 }
 

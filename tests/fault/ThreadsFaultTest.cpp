@@ -54,16 +54,22 @@ class ThreadsFaultTest : public LinkEndsTest {
         [&] { return hang.wait_for(std::chrono::seconds(0)) == std::future_status::ready; }));
   }
 
-  // A direct line does without the bus.
+  // A direct line does without the bus, but only once calls are made on it.
   void RestartBus() {
+    const bool direct = applist::MayUseDirectLine();
+    EXPECT_TRUE(!direct || WaitFor([&] { return CallOnLine(); }));
     bus.Stop();
-    if (applist::MayUseDirectLine()) {
+    if (direct) {
       ExpectThatAllAreAnswered();
     } else {
       const int before = m_unanswered;
       EXPECT_TRUE(WaitFor([&] { return m_unanswered > before; }));
     }
     bus.Start();
+  }
+
+  bool CallOnLine() {
+    return WhileLooping([&] { return BusPeer(bus.Address()).IsSet(kUiName, "Direct"); });
   }
 
   // Each thread gets a reply to something that it sends from now on.
