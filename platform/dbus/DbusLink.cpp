@@ -120,7 +120,8 @@ void DbusLink::WhenPartnerHasCaughtUp(std::function<void()> then) {
 }
 
 // Asks the partner something that it may take any time to answer. The answer comes from the loop,
-// for as long as the slot is kept.
+// for as long as the slot is kept. Where the connection was lost a moment ago, that is told when
+// the loop finds out.
 applist::SlotPtr DbusLink::Ask(sd_bus* bus, const char* destination, const char* interface,
                                const char* question, sd_bus_message_handler_t onAnswer) {
   sd_bus_message* created = nullptr;
@@ -132,7 +133,8 @@ applist::SlotPtr DbusLink::Ask(sd_bus* bus, const char* destination, const char*
     r = sd_bus_call_async(bus, &slot, created, onAnswer, this, UINT64_MAX);
   }
   if (r < 0) {
-    APPLIST_LOGF(DLOG_ERROR, "Cannot ask the partner for %s: %s", question, std::strerror(-r));
+    APPLIST_LOGF(r == -ENOTCONN ? DLOG_DEBUG : DLOG_ERROR, "Cannot ask the partner for %s: %s",
+                 question, std::strerror(-r));
   }
   return applist::SlotPtr(slot);
 }
