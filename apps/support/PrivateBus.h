@@ -32,6 +32,9 @@ class PrivateBus {
   void Stop();
   void Start();
 
+  // Sends the bus a signal: SIGSTOP has it take nothing, until SIGCONT.
+  void Signal(int number) { m_daemon.process->Signal(number); }
+
  private:
   void RemoveFolder() const;
 

@@ -694,6 +694,22 @@ TEST_F(HangTest, WhatIsSentOnANewLineDoesNotOvertakeTheBus) {
   ExpectInOrder(sent + 100);
 }
 
+// What was sent over the bus before is lost with it, and a line that went on would hide that.
+TEST_F(HangTest, ALineOnWhichNothingIsCalledYetGoesWithTheBus) {
+  LineRemote other(bus.Address(), LineRemote::Gives::Lines);
+  other.Hang();
+  StartUi();
+  ASSERT_TRUE(WaitFor([&] { return !uiEnd->States().empty() && other.IsAskedForLine(); }));
+  EXPECT_EQ(uiEnd->Send(1, ""), "");
+  EXPECT_TRUE(IsSet(kUiName, "Hung"));
+  other.GiveAskedLine();
+  ASSERT_TRUE(WaitFor([&] { return other.IsLineReady(); }));
+  EXPECT_FALSE(IsDirect(kUiName));
+  StopBus();
+  EXPECT_EQ(uiEnd->Send(2, ""), "");
+  EXPECT_TRUE(WaitFor([&] { return uiEnd->States().back().first == 0; })) << "they are parted";
+}
+
 TEST_F(DirectLineTest, NotificationsStayInOrderWhenTheLineBegins) {
   StartUi();
   StartRemote([&](RemoteEnd& end) {

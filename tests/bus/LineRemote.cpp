@@ -57,6 +57,7 @@ LineRemote::LineRemote(const std::string& address, Gives gives) : m_gives(gives)
 LineRemote::~LineRemote() {
   m_thread.Run([&] {
     m_nameAsked.reset();
+    m_lineAsked.reset();
     m_calls = Way();
     m_events = Way();
     m_peer.reset();
@@ -78,6 +79,31 @@ void LineRemote::Close(Socket socket) {
 
 void LineRemote::HangUpAtNextSend() {
   m_thread.Run([&] { m_hangUp = true; });
+}
+
+void LineRemote::Hang() {
+  m_thread.Run([&] { m_hangs = true; });
+}
+
+bool LineRemote::IsAskedForLine() {
+  bool asked = false;
+  m_thread.Run([&] { asked = m_lineAsked != nullptr; });
+  return asked;
+}
+
+void LineRemote::GiveAskedLine() {
+  m_thread.Run([&] {
+    Check(GiveLine(m_lineAsked.get()), "a line");
+    m_lineAsked.reset();
+  });
+}
+
+bool LineRemote::IsLineReady() {
+  bool ready = false;
+  m_thread.Run([&] {
+    ready = sd_bus_is_ready(m_calls.bus.get()) > 0 && sd_bus_is_ready(m_events.bus.get()) > 0;
+  });
+  return ready;
 }
 
 void LineRemote::NotifyOnBus(const std::string& frame) {
@@ -140,7 +166,14 @@ int LineRemote::OnMessage(sd_bus_message* message, void* remote, sd_bus_error* /
 int LineRemote::Take(sd_bus_message* message) {
   const bool isOnBus = sd_bus_message_get_bus(message) == m_peer->Bus();
   if (sd_bus_message_is_method_call(message, applist::kLinkInterface, "OpenLine") > 0) {
+    if (m_hangs) {
+      m_lineAsked.reset(sd_bus_message_ref(message));
+      return 1;
+    }
     return m_gives == Gives::Nothing ? 0 : GiveLine(message);
+  }
+  if (m_hangs && sd_bus_message_is_method_call(message, "org.freedesktop.DBus.Peer", "Ping") > 0) {
+    return 1;
   }
   if (sd_bus_message_is_method_call(message, applist::kLinkInterface, "UniqueName") > 0) {
     m_nameAsked.reset(sd_bus_message_ref(message));
@@ -152,7 +185,7 @@ int LineRemote::Take(sd_bus_message* message) {
       m_calls = Way();
       return 1;
     }
-    return Reply(message, isOnBus ? "bus" : "line");
+    return m_hangs ? 1 : Reply(message, isOnBus ? "bus" : "line");
   }
   return 0;
 }

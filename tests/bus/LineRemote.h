@@ -36,6 +36,14 @@ class LineRemote {
   // Closes the socket for calls instead of answering on it.
   void HangUpAtNextSend();
 
+  // Answers neither a Send nor a Ping from now on, and the question for a line only when it is told
+  // to.
+  void Hang();
+  bool IsAskedForLine();
+  void GiveAskedLine();
+  // Whether the other end of the line has taken it.
+  bool IsLineReady();
+
   void NotifyOnBus(const std::string& frame);
   void NotifyOnLine(const std::string& frame);
 
@@ -66,7 +74,9 @@ class LineRemote {
   Way m_calls;
   Way m_events;
   applist::MessagePtr m_nameAsked;
+  applist::MessagePtr m_lineAsked;
   bool m_hangUp = false;
+  bool m_hangs = false;
   std::atomic<int> m_given = 0;
   std::atomic<int> m_namesAsked = 0;
   LoopThread m_thread;

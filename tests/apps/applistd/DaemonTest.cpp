@@ -143,6 +143,67 @@ TEST_F(BusChoiceTest, WithoutAChoiceItIsTheSessionOrElseTheSystem) {
   ExpectOnTheOther({}, {"DBUS_SESSION_BUS_ADDRESS=", "DBUS_SYSTEM_BUS_ADDRESS=" + other.Address()});
 }
 
+// A bus that takes nothing
+
+class AnnouncementTest : public ApplistdTest {
+ protected:
+  // With a direct line, on which both sides go on without the bus.
+  AnnouncementTest() {
+    setenv("APPLIST_LINE", "direct", 1);
+    EXPECT_GE(sd_bus_match_signal(tool.Bus(), nullptr, kRemoteName, kLinkPath,
+                                  "org.freedesktop.DBus.Properties", "PropertiesChanged",
+                                  &AnnouncementTest::OnChanged, this),
+              0);
+    Connect();
+    EXPECT_TRUE(
+        WaitFor([&] { return WhileLooping([&] { return tool.IsSet(kUiName, "Direct"); }); }));
+  }
+  ~AnnouncementTest() override { unsetenv("APPLIST_LINE"); }
+
+  void ClickOften(int clicks) {
+    for (int number = 1; number <= clicks; ++number) {
+      TestItem item("A click", std::to_string(number));
+      ui->model.SetClicked(&item);
+      loop.Dispatch();
+    }
+  }
+
+  // How often the daemon has told what was clicked, and what that was at last.
+  int told = 0;
+  std::string lastTold;
+
+ private:
+  static int OnChanged(sd_bus_message* message, void* test, sd_bus_error* /*error*/) {
+    AnnouncementTest* const self = static_cast<AnnouncementTest*>(test);
+    const char* text = nullptr;
+    sd_bus_message_skip(message, "s");
+    sd_bus_message_enter_container(message, 'a', "{sv}");
+    while (sd_bus_message_enter_container(message, 'e', "sv") > 0) {
+      sd_bus_message_read(message, "s", &text);
+      if (std::string(text) == "LastClicked" && sd_bus_message_read(message, "v", "s", &text) > 0) {
+        ++self->told;
+        self->lastTold = text;
+      } else {
+        sd_bus_message_skip(message, "v");
+      }
+      sd_bus_message_exit_container(message);
+    }
+    return 0;
+  }
+};
+
+TEST_F(AnnouncementTest, ABusThatTakesNothingIsToldLessOftenAndOfTheLastChange) {
+  constexpr int kClicks = 40000;  // several times what fits into the socket
+  bus.Signal(SIGSTOP);
+  ClickOften(kClicks);
+  bus.Signal(SIGCONT);
+  EXPECT_TRUE(WaitFor([&] {
+    tool.ProcessAll();
+    return lastTold == std::to_string(kClicks);
+  }));
+  EXPECT_LT(told, kClicks / 2);
+}
+
 // Idleness
 
 class IdleTest : public ApplistdTest,
