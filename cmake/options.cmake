@@ -24,11 +24,12 @@ if(APPLIST_COVERAGE)
 endif()
 
 # applist_library(NAME SOURCE...): a part of the library, which CMakeLists.txt beside this puts
-# together.
+# together. It shows only what has APPLIST_EXPORT.
 function(applist_library name)
   add_library(${name} STATIC ${ARGN})
   target_compile_features(${name} PUBLIC cxx_std_17)
-  set_target_properties(${name} PROPERTIES CXX_EXTENSIONS OFF POSITION_INDEPENDENT_CODE ON)
+  set_target_properties(${name} PROPERTIES CXX_EXTENSIONS OFF POSITION_INDEPENDENT_CODE ON
+    CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
   target_link_libraries(${name} PRIVATE $<BUILD_INTERFACE:applist-build>)
 endfunction()
 

@@ -19,6 +19,8 @@
 #include <string>
 #include <vector>
 
+#include "common/Export.h"
+
 class AppListModel;
 
 // Hears that the remote side changed the selection. The model has taken the new selection over by
@@ -27,21 +29,21 @@ class AppListModel;
 // All three listeners are called on the thread that delivers the remote side's messages, with no
 // lock held, so a listener may call any operation of the model, except registering or unregistering
 // a listener of its own kind.
-class ItemSelectionListener {
+class APPLIST_EXPORT ItemSelectionListener {
  public:
   virtual void ItemSelected(AppListModel* model) = 0;
   virtual ~ItemSelectionListener() {}
 };
 
 // Hears that the items of the remote side changed.
-class ItemChangeListener {
+class APPLIST_EXPORT ItemChangeListener {
  public:
   virtual void ItemChanged(AppListModel* model) = 0;
   virtual ~ItemChangeListener() {}
 };
 
 // Hears that an item was clicked on the remote side.
-class ItemClickListener {
+class APPLIST_EXPORT ItemClickListener {
  public:
   virtual void ItemClicked(AppListModel* model) = 0;
   virtual ~ItemClickListener() {}
@@ -52,7 +54,7 @@ class ItemClickListener {
 // The model calls both getters freely, on whichever thread calls the model or delivers a message,
 // also while it holds its lock: they must be cheap, must return the same string every time, must
 // not throw and must not call the model.
-class AppListItem {
+class APPLIST_EXPORT AppListItem {
  public:
   // The name to show, any bytes.
   virtual std::string GetVisibleName() = 0;
@@ -71,7 +73,7 @@ class AppListItem {
 //
 // The operations on items may be called from any thread at any time. Listeners are registered and
 // unregistered only while no message of the remote side can be delivered on another thread.
-class AppListModel {
+class APPLIST_EXPORT AppListModel {
  public:
   // Makes `selection` the selected item, whether or not it is in the list, and tells the remote
   // side. A null item, or one with an empty identifier, changes nothing: the selection stays.

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "applist/RemoteAppListItem.h"
+#include "common/Export.h"
 #include "dbus/JavaMWDbusLocal.h"
 #include "ipc/IPCApplist.h"
 
@@ -32,8 +33,8 @@ class LocalAppListModel {
   enum class Change { Items, Selection, Click, Connection };
 
   // Connects. Never fails and never waits: with no bus or no user interface, the list stays empty.
-  LocalAppListModel();
-  ~LocalAppListModel();
+  APPLIST_EXPORT LocalAppListModel();
+  APPLIST_EXPORT ~LocalAppListModel();
   LocalAppListModel(const LocalAppListModel&) = delete;
   LocalAppListModel& operator=(const LocalAppListModel&) = delete;
 
@@ -54,8 +55,8 @@ class LocalAppListModel {
   // The remote side selects or clicks by itself: the first item with this identifier. The user
   // interface is told. Returns false, with nothing changed, when the list has no such item, or
   // when it is to be selected and the identifier is empty.
-  bool Select(const std::string& id);
-  bool Click(const std::string& id);
+  APPLIST_EXPORT bool Select(const std::string& id);
+  APPLIST_EXPORT bool Click(const std::string& id);
 
   // The link to the user interface, for a program that shares its connection.
   DbusLink& Link() { return m_IPC.Link(); }

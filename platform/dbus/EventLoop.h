@@ -8,6 +8,7 @@
 
 #include <cstdint>
 
+#include "common/Export.h"
 #include "dbus/EventSource.h"
 
 // The loop of the thread that constructs it, the same one that sd_event_default() returns there.
@@ -22,25 +23,25 @@
 class EventLoop {
  public:
   // Throws std::system_error when the system has no descriptor left.
-  EventLoop();
-  ~EventLoop();
+  APPLIST_EXPORT EventLoop();
+  APPLIST_EXPORT ~EventLoop();
   EventLoop(const EventLoop&) = delete;
   EventLoop& operator=(const EventLoop&) = delete;
 
   // A descriptor that is readable while something waits to be dispatched. It stays the same,
   // belongs to the loop, and is never to be read from.
-  int Fd() const;
+  APPLIST_EXPORT int Fd() const;
 
   // For how long to poll Fd() at most, in milliseconds, as poll() takes it: 0 when something waits
   // already, -1 when only the descriptor will tell.
-  int NextTimeout();
+  APPLIST_EXPORT int NextTimeout();
 
   // Delivers what waits, and returns without waiting for more. After a good deal it returns with
   // the descriptor still readable, so that a flood does not keep a user interface from drawing.
-  void Dispatch();
+  APPLIST_EXPORT void Dispatch();
 
   // Delivers what comes, until Stop() is called from inside.
-  void Run();
+  APPLIST_EXPORT void Run();
   void Stop() { m_stop = true; }
 
  private:

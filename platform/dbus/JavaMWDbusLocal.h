@@ -9,11 +9,13 @@
 #include <string>
 #include <vector>
 
+#include "common/Export.h"
+
 class DbusLink;
 
 // Everything that ipc/javamw-dbus-remote.h says of JavaMWDbusRemote holds here, with the two ends
 // the other way round; so the same endpoint template serves both.
-class JavaMWDbusLocal {
+class APPLIST_EXPORT JavaMWDbusLocal {
  public:
   explicit JavaMWDbusLocal(std::string serviceName);
   virtual ~JavaMWDbusLocal();

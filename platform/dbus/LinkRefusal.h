@@ -8,12 +8,15 @@
 #include <stdexcept>
 #include <string>
 
+#include "common/Export.h"
+
 // Thrown by a handler that refuses a message: the caller gets a D-Bus error named
 // org.javamw.Link1.Error.`reason` with `sentence` as its text.
-class LinkRefusal : public std::runtime_error {
+class APPLIST_EXPORT LinkRefusal : public std::runtime_error {
  public:
   LinkRefusal(const std::string& reason, const std::string& sentence)
       : std::runtime_error(sentence), m_errorName("org.javamw.Link1.Error." + reason) {}
+  ~LinkRefusal() override;
 
   const std::string& ErrorName() const { return m_errorName; }
 

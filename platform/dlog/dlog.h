@@ -38,7 +38,7 @@ typedef enum { DLOG_DEBUG = 3, DLOG_INFO = 4, DLOG_WARN = 5, DLOG_ERROR = 6 } lo
  * reads, SIGPIPE comes as from any other write to it.
  */
 int __dlog_print(int logId, int priority, const char* tag, const char* format, ...)
-    __attribute__((format(printf, 4, 5)));
+    __attribute__((format(printf, 4, 5), visibility("default")));
 
 #ifdef __cplusplus
 }

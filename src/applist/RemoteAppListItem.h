@@ -14,8 +14,9 @@
 #include <string>
 
 #include "AppList.h"
+#include "common/Export.h"
 
-class RemoteAppListItem : public AppListItem {
+class APPLIST_EXPORT RemoteAppListItem : public AppListItem {
  public:
   // An item with an empty name and an empty identifier.
   RemoteAppListItem() = default;
@@ -35,7 +36,7 @@ class RemoteAppListItem : public AppListItem {
 };
 
 // Writes one item. Unformatted: width, fill and flags of the stream change nothing.
-std::ostream& operator<<(std::ostream& out, const RemoteAppListItem& item);
+APPLIST_EXPORT std::ostream& operator<<(std::ostream& out, const RemoteAppListItem& item);
 
 // Reads one item and stops behind its last line feed, without looking further, so that the last
 // item of a payload leaves the stream good. Unformatted: skips no white space.
@@ -43,6 +44,6 @@ std::ostream& operator<<(std::ostream& out, const RemoteAppListItem& item);
 // At the end of the data, in an item without its last line feed and at a backslash that is followed
 // by anything but a backslash or an n, sets failbit (with eofbit where the data ended) and leaves
 // `item` as it was.
-std::istream& operator>>(std::istream& in, RemoteAppListItem& item);
+APPLIST_EXPORT std::istream& operator>>(std::istream& in, RemoteAppListItem& item);
 
 #endif

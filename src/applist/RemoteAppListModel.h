@@ -10,6 +10,7 @@
 
 #include "AppList.h"
 #include "applist/RemoteAppListItem.h"
+#include "common/Export.h"
 #include "common/PTMutex.h"
 #include "ipc/IPCApplist.h"
 #include "ipc/javamw-dbus-remote.h"
@@ -27,7 +28,7 @@
 // The lock covers the list and the selection, and is never held while a message is sent or a
 // listener runs. It is held while items are asked for their strings; what they throw then leaves
 // it locked. The registries of listeners are covered by nothing.
-class RemoteAppListModel : public AppListModel {
+class APPLIST_EXPORT RemoteAppListModel : public AppListModel {
  public:
   // Starts empty and connects. Sends nothing and calls nobody.
   RemoteAppListModel();

@@ -7,22 +7,24 @@
 
 #include <pthread.h>
 
+#include "common/Export.h"
+
 // Non-recursive: a thread that holds it must not lock it again, and only that thread unlocks it.
 // Must not be destroyed while it is held.
 class PTMutex {
  public:
-  PTMutex();
-  ~PTMutex();
+  APPLIST_EXPORT PTMutex();
+  APPLIST_EXPORT ~PTMutex();
   PTMutex(const PTMutex&) = delete;
   PTMutex& operator=(const PTMutex&) = delete;
 
   // Blocks until the calling thread holds the mutex.
-  void Lock();
+  APPLIST_EXPORT void Lock();
 
   // Takes the mutex if it is free. Returns whether the calling thread holds it now.
-  bool TryLock();
+  APPLIST_EXPORT bool TryLock();
 
-  void Unlock();
+  APPLIST_EXPORT void Unlock();
 
  private:
   pthread_mutex_t m_mutex;

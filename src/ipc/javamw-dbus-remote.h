@@ -10,12 +10,14 @@
 #include <string>
 #include <vector>
 
+#include "common/Export.h"
+
 class DbusLink;
 
 // Upcalls come from the event loop of the thread that constructed the transport, never from within
 // the constructor, the destructor or SendMessage, and never after the destructor. Construct, run
 // the loop and destroy on one thread. What an upcall throws is caught by the transport.
-class JavaMWDbusRemote {
+class APPLIST_EXPORT JavaMWDbusRemote {
  public:
   // Connects under the given service name. Never fails and never waits for the remote side: with
   // no bus or no remote side, the transport stays unconnected.

@@ -20,6 +20,7 @@ COMPONENTS = {
         f'{HEADERS}/applist/RemoteAppListItem.h',
         f'{HEADERS}/applist/RemoteAppListModel.h',
         f'{HEADERS}/common/AppListRemoteControl.h',
+        f'{HEADERS}/common/Export.h',
         f'{HEADERS}/common/Log.h',
         f'{HEADERS}/common/PTMutex.h',
         f'{HEADERS}/dbus/EventLoop.h',

@@ -21,6 +21,7 @@ BUILD = pathlib.Path(WORDS['build'])
 SOURCE = pathlib.Path(WORDS['source'])
 EXAMPLES = SOURCE / 'docs' / 'examples'
 WARNINGS = '-Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wnon-virtual-dtor -Werror'
+HIDDEN = '-fvisibility=hidden -fvisibility-inlines-hidden'
 
 
 def prefix(what):
@@ -38,10 +39,10 @@ def build_with_cmake(folder, *options):
 
 
 def build_with_pkg_config():
-    """With the command that the README shows."""
+    """With the command that the README shows, by somebody who hides what is inside."""
     readme = (SOURCE / 'README.md').read_text(encoding='utf-8')
     shown, = re.findall(r'^    (g\+\+ .*pkg-config.*)$', readme, re.MULTILINE)
-    compiler = f'{WORDS["compiler"]} -std=c++{WORDS["standard"]} {WARNINGS}'
+    compiler = f'{WORDS["compiler"]} -std=c++{WORDS["standard"]} {WARNINGS} {HIDDEN}'
     BUILD.mkdir()
     for example in ('user-interface', 'remote-side'):
         command = shown.replace('g++ -std=c++17', compiler)
