@@ -7,6 +7,8 @@
 #   make build     build everything
 #   make check     what else must be quiet: clang, sanitizers, clang-tidy, clang-format
 #   make fault-test  every fault as often as it takes, on both buses, with and without a direct line
+#   make check-abi   whether programs that use the shared library go on with this one; part of
+#                  make check. make abi-update writes down what they can rely on from now on
 #   make coverage  line and branch coverage of src/
 #   make bench     what AppList costs beside what else does the same: docs/figures.md
 #   make fuzz      FUZZ_SECONDS (60) of each fuzz target
@@ -63,7 +65,7 @@ bench-build:
 $(BENCH_RUNS:%=bench-run-%): bench-run-%: bench-build
 	flock build/bench benchmarks/run.py build/bench build/bench/run-$*.json
 
-check: check-format check-clang check-tidy check-asan check-tsan
+check: check-format check-clang check-tidy check-asan check-tsan check-abi
 
 .PHONY: check-packages check-format check-clang check-tidy check-asan check-tsan
 check-packages:
@@ -79,6 +81,17 @@ check-clang check-asan check-tsan: check-%: check-packages
 
 check-tidy: check-clang
 	run-clang-tidy -quiet -p build/clang '$(CURDIR)/(src|platform|remote|apps|tests|benchmarks)/'
+
+.PHONY: check-abi abi-update abi-build
+check-abi: abi-build
+	packaging/abi/check
+
+abi-update: abi-build
+	packaging/abi/check update
+
+abi-build: check-packages
+	cmake --preset abi
+	cmake --build --preset abi
 
 # Of the core as the unit tests build it; the copies of its templates in programs that do not run
 # here are not counted, nor are branches that only an exception of the standard library takes.
