@@ -189,10 +189,10 @@ def table(heading):
     return rows
 
 
-def blocks(language):
-    """The page's fenced blocks of a language, each as its lines."""
+def blocks(info):
+    """The page's fenced blocks with this behind the fence, each as its lines."""
     return [block.splitlines()
-            for block in re.findall(f'^```{language}\n(.*?)^```$', PAGE, re.S | re.M)]
+            for block in re.findall(f'^```{info}\n(.*?)^```$', PAGE, re.S | re.M)]
 
 
 def from_text(text):

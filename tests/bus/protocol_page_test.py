@@ -18,7 +18,7 @@ MAIL, WEB, NET = item('Mail', 'mail'), item('Web', 'web'), item('Net', 'web')
 
 def page_session():
     """The steps of the page's session, each as (who, what, bytes)."""
-    steps = [line.split(None, 2) for block in peer_support.blocks('session') for line in block]
+    steps = [line.split(None, 2) for block in peer_support.blocks('text session') for line in block]
     return [(who, what, bytes_of(data[0]).hex() if data else '') for who, what, *data in steps]
 
 
@@ -46,7 +46,7 @@ class CodecTest(peer_support.unittest.TestCase):
         self.assertEqual(protocol.decode(together), (items, True))
 
     def test_the_handshake_of_a_line(self):
-        steps = [line.split(None, 1) for block in peer_support.blocks('handshake')
+        steps = [line.split(None, 1) for block in peer_support.blocks('text handshake')
                  for line in block]
         self.assertEqual([(who, bytes_of(data)) for who, data in steps],
                          [('client', b'\0AUTH ANONYMOUS 61\r\n'),

@@ -40,14 +40,13 @@ def build_with_cmake(folder, *options):
 
 def build_with_pkg_config():
     """With the command that the README shows, by somebody who hides what is inside."""
-    readme = (SOURCE / 'README.md').read_text(encoding='utf-8')
-    shown, = re.findall(r'^    (g\+\+ .*pkg-config.*)$', readme, re.MULTILINE)
+    shown = (EXAMPLES / 'with-pkg-config.sh').read_text(encoding='utf-8')
     compiler = f'{WORDS["compiler"]} -std=c++{WORDS["standard"]} {WARNINGS} {HIDDEN}'
     BUILD.mkdir()
     for example in ('user-interface', 'remote-side'):
         command = shown.replace('g++ -std=c++17', compiler)
         if command == shown:
-            raise AssertionError(f'the README has another command: {shown}')
+            raise AssertionError(f'that is another command: {shown}')
         command = command.replace('user-interface.cpp', shlex.quote(f'{EXAMPLES}/{example}.cpp'))
         command = command.replace('-o user-interface', f'-o {shlex.quote(str(BUILD / example))}')
         tools.run('sh', '-c', command,
