@@ -31,6 +31,7 @@ class AppListModel;
 // a listener of its own kind.
 class APPLIST_EXPORT ItemSelectionListener {
  public:
+  // `model` is the one that the listener is registered with; ask it for what is selected now.
   virtual void ItemSelected(AppListModel* model) = 0;
   virtual ~ItemSelectionListener() {}
 };
@@ -38,6 +39,7 @@ class APPLIST_EXPORT ItemSelectionListener {
 // Hears that the items of the remote side changed.
 class APPLIST_EXPORT ItemChangeListener {
  public:
+  // `model` is the one that the listener is registered with; its own list is as it was.
   virtual void ItemChanged(AppListModel* model) = 0;
   virtual ~ItemChangeListener() {}
 };
@@ -45,6 +47,7 @@ class APPLIST_EXPORT ItemChangeListener {
 // Hears that an item was clicked on the remote side.
 class APPLIST_EXPORT ItemClickListener {
  public:
+  // `model` is the one that the listener is registered with. Which item it was is not told.
   virtual void ItemClicked(AppListModel* model) = 0;
   virtual ~ItemClickListener() {}
 };
@@ -112,14 +115,24 @@ class APPLIST_EXPORT AppListModel {
   // Returns the number of items in the list.
   virtual int GetItemsCount() = 0;
 
-  // Adds a listener at the end of its kind, or removes it. Listeners are called in the order in
-  // which they were added; one that is there already is not added again, one that is not there is
-  // not removed. A listener must not be null.
+  // Adds a listener behind those of its kind. Listeners are called in the order in which they were
+  // added. One that is there already is not added again. Must not be null.
   virtual void AddItemSelectionListener(ItemSelectionListener* listener) = 0;
+
+  // Removes a listener, which is not called any more from then on. Does nothing when it is not
+  // there.
   virtual void RemoveItemSelectionListener(ItemSelectionListener* listener) = 0;
+
+  // As AddItemSelectionListener.
   virtual void AddItemChangeListener(ItemChangeListener* listener) = 0;
+
+  // As RemoveItemSelectionListener.
   virtual void RemoveItemChangeListener(ItemChangeListener* listener) = 0;
+
+  // As AddItemSelectionListener.
   virtual void AddItemClickedListener(ItemClickListener* listener) = 0;
+
+  // As RemoveItemSelectionListener.
   virtual void RemoveItemClickedListener(ItemClickListener* listener) = 0;
 
   virtual ~AppListModel() {}

@@ -27,6 +27,7 @@
 // an error.
 class LocalAppListModel {
  public:
+  // Items by value, in display order.
   using ItemList = std::vector<RemoteAppListItem>;
 
   // What an observer hears of.
@@ -45,17 +46,23 @@ class LocalAppListModel {
   // The list in display order; valid until the next message or change.
   const ItemList& Items() const { return m_items; }
 
-  // The selected item, or the one clicked last, on either side.
+  // The item that was selected last, on either side, if one is; valid until the next message or
+  // change.
   const std::optional<RemoteAppListItem>& Selection() const { return m_selection; }
+
+  // The item that was clicked last, on either side, whether or not it is in the list.
   const std::optional<RemoteAppListItem>& LastClicked() const { return m_lastClicked; }
 
   // Whether a user interface is there.
   bool IsConnected() const { return m_connected; }
 
-  // The remote side selects or clicks by itself: the first item with this identifier. The user
-  // interface is told. Returns false, with nothing changed, when the list has no such item, or
-  // when it is to be selected and the identifier is empty.
+  // The remote side selects by itself: the first item with this identifier. The user interface is
+  // told. Returns false, with nothing changed, when the list has no such item, or when the
+  // identifier is empty.
   APPLIST_EXPORT bool Select(const std::string& id);
+
+  // The remote side clicks by itself: the first item with this identifier. The user interface is
+  // told. Returns false, with nothing changed, when the list has no such item.
   APPLIST_EXPORT bool Click(const std::string& id);
 
   // The link to the user interface, for a program that shares its connection.

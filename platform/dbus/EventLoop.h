@@ -40,8 +40,10 @@ class EventLoop {
   // the descriptor still readable, so that a flood does not keep a user interface from drawing.
   APPLIST_EXPORT void Dispatch();
 
-  // Delivers what comes, until Stop() is called from inside.
+  // Delivers what comes, and sleeps in between, until Stop() is called from inside.
   APPLIST_EXPORT void Run();
+
+  // Has Run() return after what is being delivered. Call it from an upcall.
   void Stop() { m_stop = true; }
 
  private:

@@ -14,10 +14,12 @@
 // org.javamw.Link1.Error.`reason` with `sentence` as its text.
 class APPLIST_EXPORT LinkRefusal : public std::runtime_error {
  public:
+  // `reason` is what can stand in a D-Bus error name: letters and digits.
   LinkRefusal(const std::string& reason, const std::string& sentence)
       : std::runtime_error(sentence), m_errorName("org.javamw.Link1.Error." + reason) {}
   ~LinkRefusal() override;
 
+  // The whole name of the D-Bus error.
   const std::string& ErrorName() const { return m_errorName; }
 
  private:

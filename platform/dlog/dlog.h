@@ -12,6 +12,7 @@
 extern "C" {
 #endif
 
+/* Which log. There is one; others are taken for it. */
 typedef enum { LOG_ID_MAIN = 0 } log_id_t;
 
 /* In order of urgency. */
@@ -21,9 +22,9 @@ typedef enum { DLOG_DEBUG = 3, DLOG_INFO = 4, DLOG_WARN = 5, DLOG_ERROR = 6 } lo
  * Writes one line: to the journal where standard error is connected to it, else to standard error,
  * as "TIME PRIORITY TAG: TEXT". Any thread may call; a line is written whole, whatever other
  * threads log. Control characters, those that turn the direction of the text, and bytes that are no
- * UTF-8 are shown as escapes (\n, \t, \x1B); a line feed at the end of the text ends the line. A
- * null tag or format counts as empty, a null string argument is shown as "(null)". errno is left as
- * it was.
+ * UTF-8 are shown as escapes (`\n`, `\t`, `\x1B`); a line feed at the end of the text ends the
+ * line. A null tag or format counts as empty, a null string argument is shown as "(null)". errno is
+ * left as it was.
  *
  * In the journal the line is a record: MESSAGE is the text, PRIORITY and SYSLOG_IDENTIFIER (the
  * tag) go with it, and the place in the source that the library's lines start with is not in the

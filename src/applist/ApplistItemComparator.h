@@ -12,8 +12,10 @@
 // pointer.
 class ApplistItemComparator {
  public:
+  // `item` is the reference, borrowed for as long as the predicate is used.
   ApplistItemComparator(AppListItem* item) : m_item(item) {}
 
+  // Whether `item` has the identifier of the reference.
   bool operator()(AppListItem* item) {
     const std::string reference = m_item->GetUnigueId();
     const std::string candidate = item->GetUnigueId();

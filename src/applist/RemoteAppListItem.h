@@ -16,6 +16,7 @@
 #include "AppList.h"
 #include "common/Export.h"
 
+// An item that holds its two strings itself. To be used by one thread at a time.
 class APPLIST_EXPORT RemoteAppListItem : public AppListItem {
  public:
   // An item with an empty name and an empty identifier.

@@ -6,6 +6,7 @@
 #ifndef APPLIST_COMMON_APPLISTREMOTECONTROL_H
 #define APPLIST_COMMON_APPLISTREMOTECONTROL_H
 
+// The identifier of a message: the last four bytes of its frame.
 enum AppListRemoteControl {
   // Notifications of the remote side, one-way, without a payload that anybody reads.
   APPLIST_ITEM_CHANGE_EVENT = 1,

@@ -32,7 +32,10 @@ constexpr const char* BaseName(const char* path) {
   __dlog_print(LOG_ID_MAIN, priority, "applist", APPLIST_LOG_FORMAT(text), APPLIST_LOG_ORIGIN, \
                __VA_ARGS__)
 
+// What a line is made of: the origin, then the text.
 #define APPLIST_LOG_FORMAT(text) "%s: %s(%d) > [%s:%d] " text "\n"
+
+// What the first conversions of APPLIST_LOG_FORMAT are for.
 #define APPLIST_LOG_ORIGIN applist::BaseName(__FILE__), __func__, __LINE__, __func__, __LINE__
 
 #endif

@@ -24,6 +24,7 @@ class PTMutex {
   // Takes the mutex if it is free. Returns whether the calling thread holds it now.
   APPLIST_EXPORT bool TryLock();
 
+  // Gives the mutex back. The calling thread must hold it.
   APPLIST_EXPORT void Unlock();
 
  private:
@@ -33,6 +34,7 @@ class PTMutex {
 // Holds a mutex from construction to destruction. The mutex must outlive the guard.
 class PTAutoLock {
  public:
+  // Blocks until the calling thread holds `mutex`.
   explicit PTAutoLock(PTMutex& mutex) : m_mutex(mutex) { m_mutex.Lock(); }
   ~PTAutoLock() { m_mutex.Unlock(); }
   PTAutoLock(const PTAutoLock&) = delete;

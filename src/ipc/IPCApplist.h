@@ -46,7 +46,7 @@ class IPCApplist : public BASE_CLASS {
     callbackMessageProc = proc;
   }
 
-  // Each of the three forgets the handler if it belongs to `object`, and does nothing otherwise.
+  // Forgets the handler if it belongs to `object`, and does nothing otherwise.
   void UnregisterOnMessage(T* object) {
     if (object == callbackMessageObject) {
       callbackMessageObject = nullptr;
@@ -61,6 +61,7 @@ class IPCApplist : public BASE_CLASS {
     callbackNotificationProc = proc;
   }
 
+  // As UnregisterOnMessage.
   void UnregisterOnNotification(T* object) {
     if (object == callbackNotificationObject) {
       callbackNotificationObject = nullptr;
@@ -74,6 +75,7 @@ class IPCApplist : public BASE_CLASS {
     connectionReadyCallbackProc = proc;
   }
 
+  // As UnregisterOnMessage.
   void UnregisterOnConnectionReady(T* object) {
     if (object == connectionReadyCallbackObject) {
       connectionReadyCallbackObject = nullptr;
