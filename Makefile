@@ -5,6 +5,7 @@
 #                  a terminal, the whole job by itself
 #   make test      build, and run all tests
 #   make build     build everything
+#   make docs      the reference of the headers, in build/docs/html
 #   make check     what else must be quiet: clang, sanitizers, clang-tidy, clang-format
 #   make fault-test  every fault as often as it takes, on both buses, with and without a direct line
 #   make check-abi   whether programs that use the shared library go on with this one; part of
@@ -49,6 +50,13 @@ run:
 	  build/release/apps/walk-through/applist-walk-through \
 	    build/release/apps/applistd/applistd apps/walk-through/samples; \
 	fi
+
+# The folder of this name is there all the time.
+.PHONY: docs
+docs:
+	packaging/install docs
+	mkdir -p build
+	doxygen docs/Doxyfile
 
 # Runs of the benchmark that are shown beside each other.
 BENCH_RUNS = 1 2
