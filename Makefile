@@ -13,6 +13,8 @@
 #   make coverage  line and branch coverage of src/
 #   make bench     what AppList costs beside what else does the same: docs/figures.md
 #   make fuzz      FUZZ_SECONDS (60) of each fuzz target
+#   make deb       the Debian packages, in build/deb
+#   make test-deb  the Debian packages on a machine that has nothing else; needs root
 #
 # Each installs the packages that it needs.
 
@@ -127,6 +129,11 @@ $(FUZZ_TARGETS:%=fuzz-%): fuzz-%: fuzz-build
 	build/fuzz/tests/fuzz/fuzz-$* -max_total_time=$(FUZZ_SECONDS) -print_final_stats=1 \
 	  -timeout=10 -rss_limit_mb=1024 -max_len=4096 -artifact_prefix=build/fuzz/found/$*- \
 	  build/fuzz/corpus/$*
+
+.PHONY: deb test-deb
+deb:
+	packaging/install build deb
+	packaging/build-deb
 
 format:
 	$(SOURCES) | xargs -0 clang-format -i
