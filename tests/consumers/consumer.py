@@ -3,7 +3,8 @@
 """Builds programs as somebody else would, looks at what they are linked to, and runs them.
 
 way=cmake, pkg-config, add_subdirectory: the examples of docs/examples, which then have to meet on a
-private bus. way=core, core-own-log: a program with a platform of its own.
+private bus. way=loops: the examples of docs/examples/loops. way=core, core-own-log: a program with
+a platform of its own.
 """
 import json
 import os
@@ -114,6 +115,12 @@ def main():
         # 2005, little-endian, behind the item: both its bytes are no letters.
         if shown != 'Applist\nMail.org.....\n1 item, logged\n':
             raise AssertionError('that is not what the model sends')
+        return 0
+
+    if way == 'loops':
+        build_with_cmake(EXAMPLES / 'loops', '-D', f'CMAKE_PREFIX_PATH={prefix("library")}')
+        for example in ('poll', 'glib', 'qt'):
+            look_at_links(BUILD / example)
         return 0
 
     if way == 'pkg-config':
