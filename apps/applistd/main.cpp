@@ -18,8 +18,8 @@
 #include "Control.h"
 #include "Launcher.h"
 #include "LocalAppListModel.h"
+#include "Options.h"
 #include "ServiceStatus.h"
-#include "command/CommandLine.h"
 #include "dbus/DbusLink.h"
 #include "dbus/EventLoop.h"
 
@@ -147,17 +147,14 @@ int Run(int argc, char** argv) {
   for (char** variable = environ; *variable != nullptr; ++variable) {
     environment.emplace_back(*variable);
   }
-  bool launch = false;
-  applist::CommandLine commandLine(
-      "applistd", "Keeps the application list of a user interface, and serves it on the bus.");
-  commandLine.App().add_flag("--launch", launch,
-                             "Start the application whose desktop-file id is clicked");
-  if (const std::optional<int> status = commandLine.Read(argc, argv)) {
+  Options options;
+  if (const std::optional<int> status = ReadOptions(argc, argv, options)) {
     return *status;
   }
+  options.bus.Use();
   BlockSignals();
   Daemon daemon;
-  if (launch) {
+  if (options.launch) {
     daemon.LaunchWith(environment);
   }
   return daemon.Run();

@@ -11,10 +11,9 @@
 #include <optional>
 #include <string>
 
-namespace applist {
+#include "command/BusChoice.h"
 
-// The exit status of a program that was called in a wrong way.
-constexpr int kUsageStatus = 2;
+namespace applist {
 
 // A command line with --help, --version and the choice of a bus: --system, --session or
 // --address ADDRESS, of which one at most may be given. Add options, flags and subcommands to
@@ -32,12 +31,8 @@ class CommandLine {
   std::optional<int> Read(int argc, const char* const* argv);
 
  private:
-  void UseBus() const;
-
   CLI::App m_app;
-  bool m_system = false;
-  bool m_session = false;
-  std::string m_address;
+  BusChoice m_bus;
 };
 
 }  // namespace applist

@@ -7,7 +7,10 @@
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <string>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "apps/applistd/ApplistdFixture.h"
 #include "fault/Footprint.h"
@@ -15,8 +18,8 @@
 namespace applist_test {
 namespace {
 
+using ::testing::ContainsRegex;
 using ::testing::HasSubstr;
-using ::testing::StartsWith;
 
 using DaemonTest = ApplistdTest;
 
@@ -79,10 +82,34 @@ TEST_F(DaemonTest, FailsAtOnceWhereItsNameIsTakenAndSaysByWhom) {
 }
 
 TEST_F(DaemonTest, AWrongCommandLineIsOneLineAndUsageStatus) {
-  Start({"--lunch"});
-  EXPECT_EQ(WaitForEnd(), 2);
-  EXPECT_THAT(Said(), StartsWith("applistd: "));
-  EXPECT_EQ(CountSaid("\n"), 1U);
+  const std::pair<std::vector<std::string>, std::string> lines[] = {
+      {{"--lunch"}, "The following argument was not expected: --lunch"},
+      {{"--launch=1"}, "The following argument was not expected: --launch=1"},
+      {{"-x"}, "The following argument was not expected: -x"},
+      {{"word"}, "The following argument was not expected: word"},
+      {{"--address"}, "--address: 1 required ADDRESS missing"},
+      {{"--address="}, "--address: 1 required ADDRESS missing"},
+      {{"--session", "--system"}, "only one of --system, --session and --address can be used"}};
+  std::string said;
+  for (const auto& [arguments, error] : lines) {
+    Start(arguments);
+    EXPECT_EQ(WaitForEnd(), 2);
+    said += "applistd: " + error + "; see applistd --help\n";
+    EXPECT_EQ(Said(), said);
+  }
+}
+
+TEST_F(DaemonTest, ShowsItsOptionsAndItsVersion) {
+  const std::string shown = folder / "shown";
+  for (const char* option : {"-h", "--help", "--version"}) {
+    daemon = std::make_unique<applist::ChildProcess>(std::vector<std::string>{
+        "/bin/sh", "-c", "exec \"$0\" \"$1\" >\"$2\"", DaemonCommand().front(), option, shown});
+    EXPECT_EQ(WaitForEnd(), 0) << option;
+    EXPECT_THAT(TextOf(shown),
+                ContainsRegex(option == std::string("--version")
+                                  ? "^applistd [0-9]+[.][0-9]+[.][0-9]+\n$"
+                                  : "\nUsage: applistd (.*\n)+.*--launch +Start the application"));
+  }
 }
 
 // The daemon as it is installed, below a prefix that nobody knew when it was built.
