@@ -8,6 +8,7 @@
 
 #include "apps/applistd/ApplistdFixture.h"
 #include "common/AppListRemoteControl.h"
+#include "dbus/LinkNames.h"
 #include "support/Seed.h"
 
 namespace applist_test {
@@ -114,6 +115,9 @@ class Conversation {
       case 4:
         WriteDown("refused as text", m_peer.SendText(kRemoteName, "text").error);
         break;
+      case 5:
+        SayWithoutWaiting(Frame(messageId, Items(FittingCount(messageId))));
+        break;
       default:
         Say(Frame(messageId, Items(FittingCount(messageId))));
         Ask();
@@ -151,6 +155,18 @@ class Conversation {
     WriteDown("said", frame);
     const BusPeer::Answer answer = m_peer.Send(kRemoteName, frame);
     WriteDown(answer.error.empty() ? "answered" : answer.error.c_str(), answer.reply);
+  }
+
+  // As in a hang.
+  void SayWithoutWaiting(const std::string& frame) {
+    WriteDown("said only", frame);
+    sd_bus_message* created = nullptr;
+    sd_bus_message_new_method_call(m_peer.Bus(), &created, kRemoteName, kLinkPath,
+                                   applist::kLinkInterface, "Send");
+    const applist::MessagePtr call(created);
+    sd_bus_message_append_array(created, 'y', frame.data(), frame.size());
+    sd_bus_message_set_expect_reply(created, 0);
+    EXPECT_GE(sd_bus_send(m_peer.Bus(), created, nullptr), 0);
   }
 
   void WriteDown(const char* what, const std::string& bytes) {
