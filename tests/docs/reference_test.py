@@ -43,8 +43,8 @@ class ReferenceTest(unittest.TestCase):
         self.assertGreater(len(headers), 10)
         self.assertEqual(told['file'], {header.name for header in headers})
         types = [found for header in headers for found in
-                 re.findall(r'^(class|struct|enum) (\w+)[^;]*?\{', header.read_text(encoding='utf-8'),
-                            re.MULTILINE)]
+                 re.findall(r'^(class|struct|enum) (?:[A-Z]+_\w+ )?(\w+)[^;]*?\{',
+                            header.read_text(encoding='utf-8'), re.MULTILINE)]
         self.assertGreater(len(types), len(headers))
         for kind, name in types:
             self.assertIn(name, told[kind])
