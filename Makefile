@@ -135,6 +135,10 @@ deb:
 	packaging/install build deb
 	packaging/build-deb
 
+test-deb: deb
+	packaging/install test-deb
+	tests/packages/run
+
 format:
 	$(SOURCES) | xargs -0 clang-format -i
 
