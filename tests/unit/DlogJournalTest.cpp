@@ -131,7 +131,7 @@ Fields Decode(const std::string& record) {
         size = size << 8 | static_cast<unsigned char>(record.at(value + byte));
       }
       value += 8;
-      end = value + size;
+      end = value + static_cast<std::size_t>(size);
     }
     EXPECT_EQ(record.at(end), '\n');
     fields.emplace(name, record.substr(value, end - value));
