@@ -132,7 +132,8 @@ std::unique_ptr<ChildProcess> BusTest::StartUiProcess(std::vector<std::string> i
   ids.insert(ids.begin(), UI_PROCESS_PATH);
   auto process = std::make_unique<ChildProcess>(ids);
   BusPeer watcher(bus.Address());
-  EXPECT_TRUE(WaitFor([&] { return !watcher.OwnerOf(kUiName).empty(); }));
+  // No link of this process may be quicker to get the name.
+  EXPECT_TRUE(WaitOutsideLoop([&] { return !watcher.OwnerOf(kUiName).empty(); }));
   return process;
 }
 
