@@ -16,8 +16,9 @@ target_link_libraries(private-bus PRIVATE applist-support)
 # given programs are.
 function(python_test name)
   set(programs)
+  program_files(${ARGN} private-bus)
   foreach(target IN LISTS ARGN ITEMS private-bus)
-    list(APPEND programs ${target}=$<TARGET_FILE:${target}>)
+    list(APPEND programs ${target}=${${target}_file})
   endforeach()
   # -B: the source folder stays as it is.
   set(command ${APPLIST_PYTHON} -B ${CMAKE_CURRENT_SOURCE_DIR}/${name}.py ${programs})
