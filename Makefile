@@ -4,6 +4,7 @@
 #   make run       a user interface in this terminal, with a remote side on a private bus; without
 #                  a terminal, the whole job by itself
 #   make test      build, and run all tests
+#   make test-arm  the same for ARM with 32 and with 64 bits, tests in an emulator
 #   make build     build everything
 #   make docs      the reference of the headers, in build/docs/html
 #   make check     what else must be quiet: clang, sanitizers, clang-tidy, clang-format
@@ -29,6 +30,19 @@ build:
 
 test: build
 	ctest --preset dev
+
+ARM = armhf arm64
+.PHONY: test-arm arm-packages $(ARM:%=test-%)
+test-arm: $(ARM:%=test-%)
+
+arm-packages:
+	packaging/install build test arm
+
+$(ARM:%=test-%): test-%: arm-packages
+	packaging/sysroot $* build/sysroot/$*
+	cmake --preset $*
+	cmake --build --preset $*
+	ctest --preset $*
 
 # One program for each bus and each way, which prints how long an operation took at most. With -j4,
 # they run side by side.
