@@ -233,8 +233,8 @@ def run(found, scene):
 
 
 def check(text, page, root, new_scene):
-    """Looks at a page, with a scene from `new_scene` if something has to be run. Returns how many
-    blocks it has."""
+    """Looks at a page, with a scene from `new_scene` if something has to be run, which is told whether
+    it is watched. Returns how many blocks the page has."""
     found = blocks(text)
     machine = [block for block in found if block.info == ['sh', 'system']]
     if len(machine) > MOST_SYSTEM_BLOCKS:
@@ -244,7 +244,7 @@ def check(text, page, root, new_scene):
     if runs and runs[0].info == ['console', 'meanwhile']:
         raise Wrong(runs[0].line, 'there is no console block in front of it')
     if runs:
-        with new_scene() as scene:
+        with new_scene(any('meanwhile' in block.info for block in runs)) as scene:
             run(runs, scene)
     return len(found)
 
@@ -255,7 +255,8 @@ def main():
     programs = dict(word.split('=', 1) for word in sys.argv[2:])
     name = page.relative_to(ROOT).as_posix()
     try:
-        count = check(page.read_text(encoding='utf-8'), name, ROOT, lambda: Scene(programs, name))
+        count = check(page.read_text(encoding='utf-8'), name, ROOT,
+                      lambda watched: Scene(programs, name, watched))
     except Wrong as wrong:
         print(f'{name}:{wrong.line}: {wrong}')
         return 1

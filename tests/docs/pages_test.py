@@ -23,7 +23,8 @@ def fenced(info, text):
 
 class PageTest(unittest.TestCase):
     def check(self, text, page='docs/page.md', root=pages.ROOT):
-        return pages.check(text, page, root, lambda: Scene(PROGRAMS, page))
+        return pages.check(text, page, root,
+                           lambda watched: Scene(PROGRAMS, page, watched))
 
     def passes(self, text, count=1, **options):
         self.assertEqual(self.check(text, **options), count)

@@ -28,8 +28,12 @@ RENAMED = {'README.md': (('地図', 'org.example.Maps.desktop'),
 
 
 class Scene:
-    def __init__(self, programs, page):
-        self._programs, self._page, self._ends = programs, page, ExitStack()
+    """`watched` is whether the page has somebody watch. Both ends then are on the bus from the start:
+    when they leave their direct line for who looks, the list is sent again at some time or other."""
+
+    def __init__(self, programs, page, watched):
+        self._programs, self._page, self._watched = programs, page, watched
+        self._ends = ExitStack()
 
     def __enter__(self):
         with self._ends:
@@ -66,7 +70,8 @@ class Scene:
         for name in ('HOME', 'XDG_DATA_HOME', 'XDG_DATA_DIRS', 'XDG_RUNTIME_DIR'):
             os.environ[name] = str(self._folder)
         os.environ.update(LC_ALL='C.UTF-8', TERM='dumb', APPLIST_TEST_BUS='dbus-daemon',
-                          APPLIST_CALL_TIMEOUT_MS=str(DEADLINE * 1000))
+                          APPLIST_CALL_TIMEOUT_MS=str(DEADLINE * 1000),
+                          APPLIST_LINE='bus' if self._watched else '')
         folders = [str(pathlib.Path(path).parent) for path in self._programs.values()]
         os.environ['PATH'] = ':'.join(folders + [os.environ['PATH']])
 
@@ -133,7 +138,7 @@ class Scene:
         return ''.join(lines[start:end])
 
     def _click_until_heard(self, heard, name):
-        """One click or two may come to nothing while the ends leave their direct line."""
+        """Clicks until it is heard: the command may have yet to begin."""
         def is_heard():
             self._ui.do('click', item('', name))
             return name in heard.read_text(encoding='utf-8')
