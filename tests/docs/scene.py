@@ -56,6 +56,7 @@ class Scene:
             lambda line: 'address' in line, 'the bus')['address']
         self._start('applistd')
         self._ui = self._start('model-driver')
+        self._wait_until(self._is_in_step, 'both sides')
         self._ui.do('add', *(item(*one) for one in OTHER_ITEMS.get(self._page, ITEMS)))
         if self._page in SELECTED:
             self._ui.do('select', item(*SELECTED[self._page]))
