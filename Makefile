@@ -13,6 +13,8 @@
 #                  make check. make abi-update writes down what they can rely on from now on
 #   make coverage  line and branch coverage of src/
 #   make bench     what AppList costs beside what else does the same: docs/figures.md
+#   make sizes     how big the release is, and its memory at rest: the end of docs/figures.md. For
+#                  ARM as well, where build/sysroot has armhf or arm64
 #   make fuzz      FUZZ_SECONDS (60) of each fuzz target
 #   make deb       the Debian packages, in build/deb
 #   make test-deb  the Debian packages on a machine that has nothing else; needs root
@@ -88,6 +90,13 @@ bench-build:
 # One after another, also with -j.
 $(BENCH_RUNS:%=bench-run-%): bench-run-%: bench-build
 	flock build/bench benchmarks/run.py build/bench build/bench/run-$*.json
+
+# Architectures that have their libraries in build/sysroot.
+SIZES_FOR = $(notdir $(wildcard build/sysroot/armhf build/sysroot/arm64))
+.PHONY: sizes
+sizes:
+	packaging/install build run bench $(if $(SIZES_FOR),arm)
+	python3 -B benchmarks/sizes.py docs/figures.md $(SIZES_FOR)
 
 check: check-format check-clang check-tidy check-asan check-tsan check-abi
 

@@ -288,11 +288,20 @@ def page(results, folder):
     return '\n'.join(parts)
 
 
+def sizes_part(file):
+    """The last part of the page, which sizes.py writes."""
+    if not os.path.exists(file):
+        return ''
+    with open(file, encoding='utf-8') as text:
+        return ''.join(text.read().partition('\n## Sizes\n')[1:])
+
+
 def main():
     file, results = sys.argv[1], [Result(name) for name in sys.argv[2:]]
     print(aims_table(results))
+    kept = sizes_part(file)
     with open(file, 'w', encoding='utf-8') as text:
-        text.write(page(results, os.path.splitext(file)[0]))
+        text.write(page(results, os.path.splitext(file)[0]) + kept)
 
 
 if __name__ == '__main__':
