@@ -61,6 +61,13 @@ class NameConflictTest : public BusTest {
 
   static std::string Process(pid_t pid) { return "(process " + std::to_string(pid) + ", "; }
 
+  // The name that the system has for a process: where it runs in an emulator, the emulator's.
+  static std::string Command(pid_t pid) {
+    std::string command;
+    std::ifstream("/proc/" + std::to_string(pid) + "/comm") >> command;
+    return command;
+  }
+
   std::string said;
 
  private:
@@ -71,8 +78,8 @@ TEST_F(NameConflictTest, ASecondDaemonFailsAtOnceAndSaysWhoHasTheName) {
   Connect();
   ui->model.AddItems(ui->NewItems({"a", "b"}));
   EXPECT_EQ(RunDaemon(), 1);
-  EXPECT_THAT(said, ::testing::HasSubstr("applistd: another remote side is running: applistd " +
-                                         Process(daemon->Pid())));
+  EXPECT_THAT(said, ::testing::HasSubstr("applistd: another remote side is running: " +
+                                         Command(daemon->Pid()) + " " + Process(daemon->Pid())));
   EXPECT_FALSE(daemon->Poll()) << "the first one goes on";
   ui->model.SetSelection(ui->Find("b"));
   ExpectBoth({Named({"a", "b"}), "b"});

@@ -164,6 +164,11 @@ class ProgramTest(BusTest):
     def pid(self, program):
         return program._process.pid
 
+    def command(self, program):
+        """The name that the system has for a process: where it runs in an emulator, the
+        emulator's."""
+        return pathlib.Path(f'/proc/{self.pid(program)}/comm').read_text().strip()
+
     def stop(self, program):
         os.kill(self.pid(program), signal.SIGSTOP)
         self.wait_until(lambda: ' T ' in pathlib.Path(
@@ -309,13 +314,14 @@ class StatusTest(ProgramTest):
         self.output('select', 'a')
         self.output('click', 'b')
         shown = self.status()
-        for key, program, name, command in (('user_interface', self.ui, UI, 'model-driver'),
-                                            ('remote_side', self.daemon, LOCAL, 'applistd')):
+        for key, program, name in (('user_interface', self.ui, UI),
+                                   ('remote_side', self.daemon, LOCAL)):
             end = shown[key]
             self.assertTrue(end['answers'])
             for kind, name_ in (('incoming', name), ('calls', name + '.Calls')):
                 self.assertEqual(end[kind], {'name': name_, 'owner': self.owner(name_),
-                                             'process': self.pid(program), 'command': command})
+                                             'process': self.pid(program),
+                                             'command': self.command(program)})
         self.assertEqual(shown['list'], {'connected': True, 'items': 2, 'selection': 'a',
                                          'last_clicked': 'b'})
         text = self.output('status')
@@ -354,7 +360,7 @@ class StatusTest(ProgramTest):
         text = self.fails(TIME_OUT, 'status', says=f'whether process {self.pid(self.daemon)}')
         self.assertRegex(text, r'user interface +running\n')
         self.assertRegex(text, r'remote side +does not answer\n')
-        self.assertIn(f'applistd (process {self.pid(self.daemon)})', text)
+        self.assertIn(f'{self.command(self.daemon)} (process {self.pid(self.daemon)})', text)
         self.assertRegex(text, 'list +-\n')
 
     def test_a_stopped_user_interface_hides_nothing_else(self):
