@@ -14,7 +14,7 @@ Each fenced block says behind its fence how it is looked at:
     sh system          commands for a whole machine: what they name is in packaging/ or debian/
     text               neither command nor code; a second word is for other tests
 
-The blocks of a page run in one scene, in order: scene.py.
+The blocks of a page run in one scene, in order: scene.py. What a page links to is there.
 """
 import json
 import os
@@ -232,10 +232,34 @@ def run(found, scene):
             compare(other, command, lines, scene.heard_by(follower))
 
 
+def check_links(text, page, root):
+    """Whether what a page refers to is in the tree: files, and headings of pages."""
+    inside = False
+    for number, line in enumerate(text.splitlines(), 1):
+        inside ^= line.startswith('```')
+        for target in [] if inside else re.findall(r'\]\(([^)\s]+)\)', line):
+            path, _, heading = target.partition('#')
+            file = ((root / page).parent / path).resolve() if path else root / page
+            if '://' in target:
+                continue
+            if not file.exists():
+                raise Wrong(number, f'there is no {target}')
+            if heading and heading not in headings(text if not path else
+                                                   file.read_text(encoding='utf-8')):
+                raise Wrong(number, f'there is no such heading: {target}')
+
+
+def headings(text):
+    """The headings of a page, as links name them."""
+    return [re.sub(r'[^\w -]', '', line.lstrip('# ').lower()).replace(' ', '-')
+            for line in text.splitlines() if re.match('#+ ', line)]
+
+
 def check(text, page, root, new_scene):
     """Looks at a page, with a scene from `new_scene` if something has to be run, which is told whether
     it is watched. Returns how many blocks the page has."""
     found = blocks(text)
+    check_links(text, page, root)
     machine = [block for block in found if block.info == ['sh', 'system']]
     if len(machine) > MOST_SYSTEM_BLOCKS:
         raise Wrong(machine[-1].line, 'too many blocks for a whole machine, which no test runs')

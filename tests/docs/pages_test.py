@@ -60,6 +60,17 @@ class BlockTest(PageTest):
         self.refused(fenced('text', ''), 'empty')
 
 
+class LinkTest(PageTest):
+    def test_to_what_is_there(self):
+        self.passes('# A page: of `two`\n[a](protocol.md), [b](../README.md#in-your-build), '
+                    '[c](#a-page-of-two), [d](https://example.org/x#y)\n', 0)
+
+    def test_to_what_is_not(self):
+        self.refused('[a](nowhere.md)\n', 'there is no nowhere.md')
+        self.refused('[a](../README.md#nowhere)\n', 'no such heading')
+        self.refused('[a](#nowhere)\n', 'no such heading')
+
+
 class FileTest(PageTest):
     def setUp(self):
         holder = tempfile.TemporaryDirectory(prefix='applist-page-test-')
