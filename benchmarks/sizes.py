@@ -161,10 +161,10 @@ def sizes_table(architecture, sizes):
 
 
 def part(machine, sizes, memory):
-    words = ' '.join(architecture for architecture in sizes if architecture)
+    measured = ' and '.join([platform.machine(), *filter(None, sizes)])
     parts = [PART, f'Measured by `make sizes` on {time.strftime("%Y-%m-%d %H:%M %Z")} on '
              f'{machine["processors"]} x {machine["processor"]}, {machine["kernel"]}; '
-             f'for {platform.machine()}{" and " if words else ""}{words.replace(" ", " and ")}. The '
+             f'for {measured}. The '
              'preset `release`, files stripped, in KiB; text is code with constants and what '
              'unwinding needs. The daemon has what it needs of the C++ standard library in it, the '
              'other files share that of the system.\n']
