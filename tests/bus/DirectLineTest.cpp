@@ -816,7 +816,8 @@ TEST_F(HangTest, PropertiesAreAnnouncedWhenTheyChange) {
   StartUi();
   const auto hears = [&](const std::string& what, long times) {
     return WaitFor([&] {
-      return std::count(announced.Heard().begin(), announced.Heard().end(), what) == times;
+      const std::vector<std::string>& heard = announced.Heard();
+      return std::count(heard.begin(), heard.end(), what) == times;
     });
   };
   StartEcho();

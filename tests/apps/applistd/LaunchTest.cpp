@@ -79,12 +79,16 @@ class LaunchTest : public ApplistdTest {
     return m_launched;
   }
 
+  long CountLaunched(const std::string& id) {
+    const Names& launched = Launched();
+    return std::count(launched.begin(), launched.end(), id);
+  }
+
   // Waits until a sample has left its mark and is announced. Returns its process.
   pid_t WaitForMark(const std::string& name) {
     const std::string id = "org.javamw.sample." + name + ".desktop";
-    EXPECT_TRUE(WaitFor([&] {
-      return !Marks(name + ".").empty() && std::count(Launched().begin(), Launched().end(), id) > 0;
-    })) << Said();
+    EXPECT_TRUE(WaitFor([&] { return !Marks(name + ".").empty() && CountLaunched(id) > 0; }))
+        << Said();
     const Names marks = Marks(name + ".");
     return marks.empty() ? -1 : std::stoi(marks.front().substr(name.size() + 1));
   }
@@ -284,13 +288,11 @@ TEST_F(LaunchTest, ADoubleClickStartsOnce) {
     soon = std::chrono::steady_clock::now() - before < std::chrono::milliseconds(500);
   }
   EXPECT_EQ(CountSaid("Not started again by a second click: '" + id + "'"), 1U) << Said();
-  EXPECT_TRUE(WaitFor([&] {
-    return !Marks(name + ".").empty() && std::count(Launched().begin(), Launched().end(), id) > 0;
-  }));
+  EXPECT_TRUE(WaitFor([&] { return !Marks(name + ".").empty() && CountLaunched(id) > 0; }));
   Click(kOther);
   WaitForMark("Other");
   EXPECT_EQ(Marks(name + ".").size(), 1U);
-  EXPECT_EQ(std::count(Launched().begin(), Launched().end(), id), 1);
+  EXPECT_EQ(CountLaunched(id), 1);
 }
 
 TEST_F(LaunchTest, ALaterClickStartsAgain) {
