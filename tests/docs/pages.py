@@ -242,7 +242,7 @@ def check_links(text, page, root):
             file = ((root / page).parent / path).resolve() if path else root / page
             if '://' in target:
                 continue
-            if not file.exists():
+            if path and not file.exists():
                 raise Wrong(number, f'there is no {target}')
             if heading and heading not in headings(text if not path else
                                                    file.read_text(encoding='utf-8')):
