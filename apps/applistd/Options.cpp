@@ -28,10 +28,10 @@ constexpr const char* kHelp =
 constexpr const char* kNoAddress = "--address: 1 required ADDRESS missing";
 
 // Behind every character that a short option could have.
-enum Option { kVersion = 256, kSystem, kSession, kAddress, kLaunch };
+enum Option { kVersion = 256, kHelpOption, kSystem, kSession, kAddress, kLaunch };
 
 constexpr option kOptions[] = {{"version", no_argument, nullptr, kVersion},
-                               {"help", no_argument, nullptr, 'h'},
+                               {"help", no_argument, nullptr, kHelpOption},
                                {"system", no_argument, nullptr, kSystem},
                                {"session", no_argument, nullptr, kSession},
                                {"address", required_argument, nullptr, kAddress},
@@ -60,6 +60,7 @@ std::optional<int> ReadOptions(int argc, char** argv, Options& options) {
   for (int found; (found = getopt_long(argc, argv, ":h", kOptions, nullptr)) != -1;) {
     switch (found) {
       case 'h':
+      case kHelpOption:
         return Show(kHelp);
       case kVersion:
         return Show("applistd " APPLIST_VERSION);
