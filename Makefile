@@ -4,10 +4,11 @@
 #   make run       a user interface in this terminal, with a remote side on a private bus; without
 #                  a terminal, the whole job by itself
 #   make test      build, and run all tests
-#   make test-arm  the same for ARM with 32 and with 64 bits, tests in an emulator
+#   make test-arm  build for ARM with 32 and with 64 bits; unit tests, bus tests and the
+#                  fuzz corpus in an emulator
 #   make build     build everything
 #   make docs      the reference of the headers, in build/docs/html
-#   make check     what else must be quiet: clang, sanitizers, clang-tidy, clang-format
+#   make check     what else must be quiet: clang, sanitizers, clang-tidy, clang-format, the ABI
 #   make fault-test  every fault as often as it takes, on both buses, with and without a direct line
 #   make check-abi   whether programs that use the shared library go on with this one; part of
 #                  make check. make abi-update writes down what they can rely on from now on
@@ -21,7 +22,8 @@
 #
 # Each installs the packages that it needs.
 
-SOURCES = git ls-files -z '*.h' '*.cpp'
+SOURCES = find apps benchmarks docs include platform remote src tests \
+  -name '*.h' -print0 -o -name '*.cpp' -print0
 
 .PHONY: build test run check coverage format clean
 
@@ -91,12 +93,13 @@ bench-build:
 $(BENCH_RUNS:%=bench-run-%): bench-run-%: bench-build
 	flock build/bench benchmarks/run.py build/bench build/bench/run-$*.json
 
-# Architectures that have their libraries in build/sysroot.
-SIZES_FOR = $(notdir $(wildcard build/sysroot/armhf build/sysroot/arm64))
 .PHONY: sizes
-sizes:
-	packaging/install build run bench $(if $(SIZES_FOR),arm)
-	python3 -B benchmarks/sizes.py docs/figures.md $(SIZES_FOR)
+sizes: arm-packages
+	packaging/install run bench
+	set -e; for architecture in $(ARM); do \
+	  packaging/sysroot $$architecture build/sysroot/$$architecture; \
+	done
+	python3 -B benchmarks/sizes.py docs/figures.md $(ARM)
 
 check: check-format check-clang check-tidy check-asan check-tsan check-abi
 
