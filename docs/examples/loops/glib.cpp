@@ -5,25 +5,8 @@
 #include <glib-unix.h>
 
 #include <csignal>
-#include <cstdio>
-#include <string>
 
-#include "applist/RemoteAppListModel.h"
-#include "dbus/EventLoop.h"
-
-struct Application : AppListItem {
-  std::string name, id;
-  Application(const char* n, const char* i) : name(n), id(i) {}
-  std::string GetVisibleName() override { return name; }
-  std::string GetUnigueId() override { return id; }
-};
-
-struct View : ItemSelectionListener {
-  void ItemSelected(AppListModel* model) override {
-    AppListItem* item = model->GetSelection();
-    g_print("selected: %s\n", item ? item->GetVisibleName().c_str() : "nothing");
-  }
-};
+#include "user-interface.h"
 
 // GLib allocates it, so it starts with GLib's part.
 struct LoopSource {
@@ -62,18 +45,9 @@ gboolean Quit(gpointer mainLoop) {
 }
 
 int main() {
-  // In this order: each outlives what comes after it.
-  EventLoop loop;
-  Application mail("Mail", "org.example.Mail"), maps("Maps", "org.example.Maps");
-  View view;
-  RemoteAppListModel model;
-
-  model.AddItemSelectionListener(&view);
-  model.AddItems({&mail, &maps});
-  model.SetSelection(&mail);
-
+  UserInterface ui;
   GMainLoop* mainLoop = g_main_loop_new(nullptr, FALSE);
-  GSource* source = Attach(loop);
+  GSource* source = Attach(ui.loop);
   g_unix_signal_add(SIGINT, Quit, mainLoop);
   g_unix_signal_add(SIGTERM, Quit, mainLoop);
   g_main_loop_run(mainLoop);

@@ -3,56 +3,16 @@
 //
 // A user interface in a program with a main loop of its own, which polls.
 #include <poll.h>
-#include <sys/signalfd.h>
 #include <unistd.h>
 
-#include <csignal>
-#include <cstdio>
-#include <string>
-
-#include "applist/RemoteAppListModel.h"
-#include "dbus/EventLoop.h"
-
-struct Application : AppListItem {
-  std::string name, id;
-  Application(const char* n, const char* i) : name(n), id(i) {}
-  std::string GetVisibleName() override { return name; }
-  std::string GetUnigueId() override { return id; }
-};
-
-struct View : ItemSelectionListener {
-  void ItemSelected(AppListModel* model) override {
-    AppListItem* item = model->GetSelection();
-    std::printf("selected: %s\n", item ? item->GetVisibleName().c_str() : "nothing");
-    std::fflush(stdout);
-  }
-};
-
-// A descriptor that is readable when the program is to end.
-int EndingSignal() {
-  sigset_t ending;
-  sigemptyset(&ending);
-  sigaddset(&ending, SIGINT);
-  sigaddset(&ending, SIGTERM);
-  sigprocmask(SIG_BLOCK, &ending, nullptr);
-  return signalfd(-1, &ending, SFD_CLOEXEC);
-}
+#include "user-interface.h"
 
 int main() {
-  // In this order: each outlives what comes after it.
-  EventLoop loop;
-  Application mail("Mail", "org.example.Mail"), maps("Maps", "org.example.Maps");
-  View view;
-  RemoteAppListModel model;
-
-  model.AddItemSelectionListener(&view);
-  model.AddItems({&mail, &maps});
-  model.SetSelection(&mail);
-
-  pollfd watched[] = {{loop.Fd(), POLLIN, 0}, {EndingSignal(), POLLIN, 0}};
+  UserInterface ui;
+  pollfd watched[] = {{ui.loop.Fd(), POLLIN, 0}, {EndingSignal(), POLLIN, 0}};
   while (watched[1].revents == 0) {
-    poll(watched, 2, loop.NextTimeout());
-    loop.Dispatch();
+    poll(watched, 2, ui.loop.NextTimeout());
+    ui.loop.Dispatch();
   }
   close(watched[1].fd);
 }
