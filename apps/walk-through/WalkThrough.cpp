@@ -14,7 +14,7 @@ using applist::DesktopApplication;
 
 namespace {
 
-constexpr std::chrono::seconds kDeadline(15);
+constexpr std::chrono::seconds kDeadline(60);
 constexpr int kMomentMilliseconds = 10;
 
 // Signals that end the walk come from the loop.

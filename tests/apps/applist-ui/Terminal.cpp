@@ -15,7 +15,7 @@ namespace applist_test {
 
 namespace {
 
-constexpr std::chrono::seconds kServerDeadline(30);
+constexpr std::chrono::seconds kServerDeadline(120);
 
 std::string Quoted(const std::string& word) {
   std::string quoted = "'";
