@@ -239,6 +239,7 @@ void LocalAppListModel::AddItems(const std::vector<char>& data) {
 // Returns whether there are any.
 bool LocalAppListModel::SkipKnown(ItemList& items, bool keep) {
   std::unordered_set<std::string> ids;
+  ids.reserve(m_items.size() + items.size());
   for (RemoteAppListItem& item : m_items) {
     ids.insert(item.GetUnigueId());
   }

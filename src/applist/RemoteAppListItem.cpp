@@ -6,23 +6,21 @@
 
 namespace {
 
-std::string EncodeField(const std::string& text) {
-  std::string field;
-  field.reserve(text.size() + 1);
-  if (text.find_first_of("\\\n") == std::string::npos) {
-    return field.append(text).append(1, '\n');
-  }
-  for (const char byte : text) {
-    if (byte == '\\') {
-      field += "\\\\";
-    } else if (byte == '\n') {
-      field += "\\n";
-    } else {
-      field += byte;
+void AppendField(std::string& encoding, const std::string& text) {
+  if (text.find('\\') == std::string::npos && text.find('\n') == std::string::npos) {
+    encoding += text;
+  } else {
+    for (const char byte : text) {
+      if (byte == '\\') {
+        encoding += "\\\\";
+      } else if (byte == '\n') {
+        encoding += "\\n";
+      } else {
+        encoding += byte;
+      }
     }
   }
-  field += '\n';
-  return field;
+  encoding += '\n';
 }
 
 // Turns the bytes of a field, without its line feed, back into the text that they stand for.
@@ -74,7 +72,10 @@ std::string RemoteAppListItem::GetUnigueId() {
 }
 
 std::ostream& operator<<(std::ostream& out, const RemoteAppListItem& item) {
-  const std::string encoding = EncodeField(item.m_visibleName) + EncodeField(item.m_uniqueId);
+  std::string encoding;
+  encoding.reserve(item.m_visibleName.size() + item.m_uniqueId.size() + 2);
+  AppendField(encoding, item.m_visibleName);
+  AppendField(encoding, item.m_uniqueId);
   return out.write(encoding.data(), static_cast<std::streamsize>(encoding.size()));
 }
 
