@@ -10,6 +10,7 @@ Each fenced block says behind its fence how it is looked at:
     console meanwhile  one such command that is started before the console block in front of it, and
                        what it has printed by the end of that
     sh                 commands that succeed
+    sh build           cmake for this project, to build and install: builds.py runs it
     sh make            make, cmake and ctest for this project: targets, presets and options exist
     sh system          commands for a whole machine: what they name is in packaging/ or debian/
     text               neither command nor code; a second word is for other tests
@@ -194,7 +195,7 @@ def check_words(block, root, page):
         raise Wrong(block.line, 'the block does not say how it is looked at')
     if not block.lines:
         raise Wrong(block.line, 'the block is empty')
-    if kind == 'sh make':
+    if kind in ('sh build', 'sh make'):
         check_make(block, root)
     elif kind == 'sh system':
         check_system(block, root, page)

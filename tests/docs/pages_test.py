@@ -6,6 +6,7 @@ import sys
 import tempfile
 import unittest
 
+import builds
 import pages
 from scene import Scene
 
@@ -109,6 +110,20 @@ class MakeTest(PageTest):
 
     def test_nothing_else(self):
         self.refused(fenced('sh make', 'make test\nrm -r build\n'), 'neither make')
+
+
+class BuildTest(PageTest):
+    def build(self, text):
+        block, = pages.blocks(fenced('sh build', text))
+        return builds.build(block, pages.ROOT)
+
+    def test_of_a_copy(self):
+        self.assertEqual(self.build('test -f CMakeLists.txt\ninstall -D README.md $DESTDIR/a/b\n'), 1)
+
+    def test_that_fails_or_installs_nothing(self):
+        for text in ('install -D README.md $DESTDIR/a/b\ncmake --install nothing\n', 'true\n'):
+            with self.assertRaisesRegex(pages.Wrong, 'ends with'):
+                self.build(text)
 
 
 class SystemTest(PageTest):
