@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <iterator>
 #include <sstream>
+#include <string_view>
 #include <unordered_set>
 #include <utility>
 
@@ -238,20 +239,23 @@ void LocalAppListModel::AddItems(const std::vector<char>& data) {
 // Takes those out of `items` whose identifier is in the list or stands before them, unless `keep`.
 // Returns whether there are any.
 bool LocalAppListModel::SkipKnown(ItemList& items, bool keep) {
-  std::unordered_set<std::string> ids;
+  std::unordered_set<std::string_view> ids;
   ids.reserve(m_items.size() + items.size());
-  for (RemoteAppListItem& item : m_items) {
-    ids.insert(item.GetUnigueId());
+  for (const RemoteAppListItem& item : m_items) {
+    ids.insert(item.UniqueId());
   }
-  const auto known = [&ids](RemoteAppListItem& item) {
-    return !ids.insert(item.GetUnigueId()).second;
-  };
-  if (keep) {
-    return std::count_if(items.begin(), items.end(), known) > 0;
+  std::vector<bool> known;
+  known.reserve(items.size());
+  for (const RemoteAppListItem& item : items) {
+    known.push_back(!ids.insert(item.UniqueId()).second);
   }
-  const auto end = std::remove_if(items.begin(), items.end(), known);
-  const bool some = end != items.end();
-  items.erase(end, items.end());
+  const bool some = std::find(known.begin(), known.end(), true) != known.end();
+  if (some && !keep) {
+    auto next = known.begin();
+    const auto end = std::remove_if(items.begin(), items.end(),
+                                    [&next](const RemoteAppListItem&) { return *next++; });
+    items.erase(end, items.end());
+  }
   return some;
 }
 
@@ -293,7 +297,7 @@ void LocalAppListModel::ModifyItem(RemoteAppListItem oldItem, const RemoteAppLis
 
 std::vector<RemoteAppListItem>::iterator LocalAppListModel::Find(const std::string& id) {
   return std::find_if(m_items.begin(), m_items.end(),
-                      [&id](RemoteAppListItem& item) { return item.GetUnigueId() == id; });
+                      [&id](const RemoteAppListItem& item) { return item.UniqueId() == id; });
 }
 
 void LocalAppListModel::ChangeSelection(std::optional<RemoteAppListItem> selection) {

@@ -28,6 +28,9 @@ class APPLIST_EXPORT RemoteAppListItem : public AppListItem {
   std::string GetVisibleName() override;
   std::string GetUnigueId() override;
 
+  // What GetUnigueId() copies. Valid until the item changes.
+  const std::string& UniqueId() const { return m_uniqueId; }
+
   friend std::ostream& operator<<(std::ostream& out, const RemoteAppListItem& item);
   friend std::istream& operator>>(std::istream& in, RemoteAppListItem& item);
 
