@@ -27,6 +27,11 @@ CORE, WHOLE = 'library, the core alone', 'library, with the platform'
 # KiB: the code of the library on the device, and the memory of an idle daemon.
 TEXT_AIMS = {CORE: 64, WHOLE: 160}
 DEVICE = 'armhf'
+# The tools for another architecture, and its emulator, which is told to keep the memory of the
+# program in one place.
+GUEST = 0x100000000
+ARM = {'armhf': ('arm-linux-gnueabihf-', ['qemu-arm', '-B', hex(GUEST)]),
+       'arm64': ('aarch64-linux-gnu-', ['qemu-aarch64', '-B', hex(GUEST), '-R', '0xf0000000'])}
 MEMORY_AIMS = (4096, 1024)
 
 
@@ -61,7 +66,7 @@ def parse_size(text):
 
 
 def size_of(architecture, file):
-    triplet = {'armhf': 'arm-linux-gnueabihf-', 'arm64': 'aarch64-linux-gnu-'}.get(architecture, '')
+    triplet = ARM[architecture][0] if architecture else ''
     with tempfile.TemporaryDirectory() as folder:
         stripped = os.path.join(folder, 'stripped')
         command(f'{triplet}strip', '-o', stripped, file)
@@ -78,24 +83,39 @@ def sizes_of(architecture):
     return sizes
 
 
-def parse_memory(text):
-    """Resident and private KiB from a smaps_rollup of /proc."""
-    lines = dict(line.split(':', 1) for line in text.splitlines()[1:])
-    kib = {name: int(value.split()[0]) for name, value in lines.items()}
-    return kib['Rss'], kib['Private_Clean'] + kib['Private_Dirty']
+def parse_memory(text, first=0, last=sys.maxsize):
+    """Resident and private KiB from a smaps of /proc, of what is between two addresses."""
+    resident = private = 0
+    for line in text.splitlines():
+        name, value = line.split(None, 1)
+        if '-' in name:
+            counts = first <= int(name.split('-')[0], 16) < last
+        elif counts and name == 'Rss:':
+            resident += int(value.split()[0])
+        elif counts and name in ('Private_Clean:', 'Private_Dirty:'):
+            private += int(value.split()[0])
+    return resident, private
 
 
-def memory_of(process):
-    with open(f'/proc/{process.pid}/smaps_rollup', encoding='ascii') as text:
-        return parse_memory(text.read())
+def memory_of(process, architecture):
+    """Without that of an emulator."""
+    with open(f'/proc/{process.pid}/smaps', encoding='ascii') as text:
+        return parse_memory(text.read(), *((GUEST, 2 * GUEST) if architecture else ()))
 
 
-def compile_user_interface():
+def sysroot(architecture):
+    return os.path.abspath(os.path.join('build', 'sysroot', architecture))
+
+
+def compile_user_interface(architecture):
     """As somebody else would, with the shared library."""
-    native = os.path.join(FOLDER, 'native')
-    program = os.path.join(native, 'idle-ui')
-    command('g++', '-std=c++17', '-Os', '-Iinclude', '-Isrc', '-Iplatform', '-Iplatform/dlog',
-            os.path.join('benchmarks', 'idle-ui.cpp'), os.path.join(native, LIBRARY), '-o', program,
+    folder = os.path.join(FOLDER, architecture or 'native')
+    program = os.path.join(folder, 'idle-ui')
+    compiler = ['g++']
+    if architecture:
+        compiler = [f'{ARM[architecture][0]}g++', f'--sysroot={sysroot(architecture)}']
+    command(*compiler, '-std=c++17', '-Os', '-Iinclude', '-Isrc', '-Iplatform', '-Iplatform/dlog',
+            os.path.join('benchmarks', 'idle-ui.cpp'), os.path.join(folder, LIBRARY), '-o', program,
             '-Wl,-rpath,$ORIGIN/cmake', '-Wl,--as-needed')
     return program
 
@@ -114,8 +134,9 @@ def wait_for_ten(address):
     raise RuntimeError('the user interface and applistd have not met')
 
 
-def measure_memory():
-    user_interface = compile_user_interface()
+def measure_memory(architecture):
+    user_interface = compile_user_interface(architecture)
+    emulator = [*ARM[architecture][1], '-L', sysroot(architecture)] if architecture else []
     started = []
     with tempfile.TemporaryDirectory() as folder:
         address = f'unix:path={folder}/bus'
@@ -129,10 +150,11 @@ def measure_memory():
             bus = start('dbus-daemon', '--session', '--nofork', '--nopidfile', '--address', address,
                         '--print-address', stdout=subprocess.PIPE)
             bus.stdout.readline()
-            daemon = start(os.path.join(FOLDER, 'native', PROGRAMS[0]))
-            shown = start(user_interface)
+            daemon = start(*emulator, os.path.join(FOLDER, architecture or 'native', PROGRAMS[0]))
+            shown = start(*emulator, user_interface)
             wait_for_ten(address)
-            return {'applistd': memory_of(daemon), 'user interface': memory_of(shown)}
+            return {'applistd': memory_of(daemon, architecture),
+                    'user interface': memory_of(shown, architecture)}
         finally:
             for process in reversed(started):
                 process.terminate()
@@ -170,17 +192,24 @@ def part(machine, sizes, memory):
              'other files share that of the system.\n']
     for architecture, values in sizes.items():
         parts += [f'### {architecture or platform.machine()}\n', sizes_table(architecture, values)]
-    rows = []
-    for name, values in memory.items():
-        aims = MEMORY_AIMS if name == 'applistd' else (None, None)
-        rows.append([name, *(f'{value} (aim {verdict(value, aim)})' if aim else str(value)
-                             for value, aim in zip(values, aims))])
     parts += ['### Memory at rest\n',
-              f'On {platform.machine()}, of `applistd` and of `benchmarks/idle-ui.cpp`, which has '
-              'shown it ten items; private is what no other process shares. Not measured under '
-              'emulation: the memory of an emulator is not that of a device.\n',
-              table(['', 'resident, KiB', 'private, KiB'], rows)]
+              'Of `applistd` and of `benchmarks/idle-ui.cpp`, which has shown it ten items; private '
+              'is what no other process shares. For ARM it is measured in an emulator: what is of '
+              'the program and its libraries, without the emulator, where nobody shares the '
+              'libraries but these two.\n',
+              memory_table(memory)]
     return '\n'.join(parts)
+
+
+def memory_table(memory):
+    rows = []
+    for architecture, processes in memory.items():
+        for name, values in processes.items():
+            aims = MEMORY_AIMS if name == 'applistd' else (None, None)
+            rows.append([f'{name}, {architecture or platform.machine()}',
+                         *(f'{value} (aim {verdict(value, aim)})' if aim else str(value)
+                           for value, aim in zip(values, aims))])
+    return table(['', 'resident, KiB', 'private, KiB'], rows)
 
 
 def main():
@@ -188,7 +217,8 @@ def main():
     sizes = {None: sizes_of(None)}
     for architecture in architectures:
         sizes[architecture] = sizes_of(architecture)
-    added = part(run.machine(), sizes, measure_memory())
+    memory = {architecture: measure_memory(architecture) for architecture in sizes}
+    added = part(run.machine(), sizes, memory)
     print(added)
     with open(page, encoding='utf-8') as text:
         before = text.read().partition(PART)[0]
