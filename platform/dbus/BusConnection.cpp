@@ -3,11 +3,13 @@
 #include "dbus/BusConnection.h"
 
 #include <cerrno>
+#include <charconv>
 #include <cstdlib>
 #include <cstring>
 #include <utility>
 
 #include "common/Log.h"
+#include "dbus/HeldSignals.h"
 
 namespace applist {
 
@@ -29,8 +31,12 @@ std::string BusAddress() {
 }
 
 std::chrono::microseconds CallTimeout() {
-  const long milliseconds = std::strtol(EnvironmentOr("APPLIST_CALL_TIMEOUT_MS", "0"), nullptr, 10);
-  return milliseconds > 0 ? std::chrono::milliseconds(milliseconds) : kCallTimeout;
+  const char* text = EnvironmentOr("APPLIST_CALL_TIMEOUT_MS", "");
+  const char* end = text + std::strlen(text);
+  int milliseconds = 0;
+  const auto [last, error] = std::from_chars(text, end, milliseconds);
+  const bool valid = error == std::errc() && last == end && milliseconds > 0;
+  return valid ? std::chrono::milliseconds(milliseconds) : kCallTimeout;
 }
 
 bool MayUseDirectLine() {
@@ -112,6 +118,7 @@ std::optional<std::string> ReadOwner(sd_bus_message* answer) {
 }
 
 NameAnswer RequestName(sd_bus* bus, const std::string& name, BusError& error) {
+  const HeldSignals held;
   sd_bus_message* answered = nullptr;
   const int r = sd_bus_call_method(bus, "org.freedesktop.DBus", "/org/freedesktop/DBus",
                                    "org.freedesktop.DBus", "RequestName", error.Get(), &answered,
@@ -146,6 +153,7 @@ std::string NameOwner::Text() const {
 }
 
 std::optional<NameOwner> AskForNameOwner(sd_bus* bus, const std::string& name) {
+  const HeldSignals held;
   sd_bus_creds* creds = nullptr;
   uint64_t timeout = 0;
   sd_bus_get_method_call_timeout(bus, &timeout);

@@ -7,18 +7,28 @@
 
 #include "common/Log.h"
 #include "dbus/Frame.h"
+#include "dbus/HeldSignals.h"
 
 namespace applist {
 
-// A thread that comes late, because others were calling, still gives the partner a tenth of the
-// time-out: it must not take a busy link for a hung one.
+// A thread that comes late, because others were calling, still gives the partner up to a tenth of
+// the time-out, behind its end if need be. A partner that is silent for less than that may be busy:
+// it does not hang.
 class CallConnection::Deadline {
  public:
-  uint64_t MicrosecondsLeft() const {
-    const auto left = std::chrono::duration_cast<std::chrono::microseconds>(
-        m_at - std::chrono::steady_clock::now());
-    return static_cast<uint64_t>(std::max(left, m_timeout / 10).count());
+  using microseconds = std::chrono::microseconds;
+
+  microseconds Left() const {
+    const auto left =
+        std::chrono::duration_cast<microseconds>(m_at - std::chrono::steady_clock::now());
+    const microseconds tenth = m_timeout / 10;
+    return std::max(left, std::min(tenth, left + tenth));
   }
+  // At least one: none would be none at all.
+  uint64_t MicrosecondsLeft() const {
+    return static_cast<uint64_t>(std::max(Left(), microseconds(1)).count());
+  }
+  bool IsEnoughForAHang(microseconds waited) const { return waited >= m_timeout / 10; }
   bool IsOver() const { return std::chrono::steady_clock::now() >= m_at; }
 
  private:
@@ -29,7 +39,7 @@ class CallConnection::Deadline {
 // The other connection has just heard from the bus, so this one may wait for it.
 NameAnswer CallConnection::Open() {
   const Deadline deadline;
-  const std::lock_guard<std::mutex> lock(m_mutex);
+  const std::lock_guard<FairMutex> lock(m_mutex);
   m_busAnswers = true;
   OpenLocked(deadline);
   return m_nameAnswer;
@@ -40,7 +50,7 @@ std::vector<char> CallConnection::Call(const std::vector<char>& frame) {
   std::vector<char> reply;
   bool untended = false;
   {
-    const std::lock_guard<std::mutex> lock(m_mutex);
+    const std::lock_guard<FairMutex> lock(m_mutex);
     untended = m_hung;
     reply = CallLocked(frame, deadline);
     untended = untended || NeedsTending();
@@ -68,7 +78,7 @@ std::vector<char> CallConnection::CallLocked(const std::vector<char>& frame,
                  BusError().Text(r).c_str());
     return std::vector<char>();
   }
-  if (m_hung) {
+  if (m_hung || deadline.Left() <= Deadline::microseconds(0)) {
     SendOnly(call.get());
     return std::vector<char>();
   }
@@ -76,7 +86,7 @@ std::vector<char> CallConnection::CallLocked(const std::vector<char>& frame,
 }
 
 bool CallConnection::Tend(int& fd, int& events) {
-  const std::unique_lock<std::mutex> lock(m_mutex, std::try_to_lock);
+  const std::unique_lock<FairMutex> lock(m_mutex, std::try_to_lock);
   if (!lock) {
     return false;
   }
@@ -106,7 +116,7 @@ bool CallConnection::NeedsTending() {
 // The wish is there before the lock is tried, so that whoever holds it sees the wish afterwards.
 bool CallConnection::IsWorkedOff() {
   m_workedOffWanted = true;
-  const std::unique_lock<std::mutex> lock(m_mutex, std::try_to_lock);
+  const std::unique_lock<FairMutex> lock(m_mutex, std::try_to_lock);
   if (!lock) {
     return false;
   }
@@ -262,9 +272,13 @@ std::vector<char> CallConnection::CallAndWait(sd_bus_message* call, const Deadli
   std::vector<char> reply;
   BusError error;
   sd_bus_message* answer = nullptr;
-  const uint64_t timeout = deadline.MicrosecondsLeft();
-  const auto end = std::chrono::steady_clock::now() + std::chrono::microseconds(timeout);
-  int r = sd_bus_call(Way(), call, timeout, error.Get(), &answer);
+  const Deadline::microseconds timeout(deadline.MicrosecondsLeft());
+  const auto end = std::chrono::steady_clock::now() + timeout;
+  int r = 0;
+  {
+    const HeldSignals held;
+    r = sd_bus_call(Way(), call, static_cast<uint64_t>(timeout.count()), error.Get(), &answer);
+  }
   const MessagePtr owned(answer);
   if (r >= 0) {
     r = ReadFrame(answer, reply);
@@ -273,7 +287,8 @@ std::vector<char> CallConnection::CallAndWait(sd_bus_message* call, const Deadli
     LogFailure(error, r);
   }
   // A partner can answer with the error of a time-out, too; that is an answer.
-  if (r == -ETIMEDOUT && std::chrono::steady_clock::now() >= end) {
+  if (r == -ETIMEDOUT && std::chrono::steady_clock::now() >= end &&
+      deadline.IsEnoughForAHang(timeout)) {
     BeginHang();
   }
   return reply;
@@ -287,6 +302,13 @@ void CallConnection::SendOnly(sd_bus_message* call) {
   }
   if (r < 0) {
     LogFailure(BusError(), r);
+  }
+  // So many frames wait already that this one is lost: with the connection, so that both ends know
+  // and start over.
+  if (r == -ENOBUFS && OnLine()) {
+    ForgetLine();
+  } else if (r == -ENOBUFS) {
+    Forget();
   }
 }
 

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "dbus/BusConnection.h"
+#include "dbus/FairMutex.h"
 #include "dbus/LinkNames.h"
 
 namespace applist {
@@ -54,8 +55,9 @@ class CallConnection {
   NameAnswer Open();
 
   // Sends one frame to the partner and returns its reply; an empty one when there is no partner,
-  // when it refuses, hangs, or does not answer in time. Returns within one call time-out, with what
-  // it takes to get through other threads' calls included.
+  // when it refuses, hangs, or does not answer in time. Returns within one call time-out and a
+  // tenth of it, with the calls of other threads included, who take turns. Where that leaves no
+  // time for an answer, the frame goes out and the reply is empty.
   std::vector<char> Call(const std::vector<char>& frame);
 
   // Whether the partner hangs, and how often it has begun to.
@@ -121,7 +123,7 @@ class CallConnection {
 
   const LinkNames m_names;
   const std::function<void()> m_onUntended;
-  std::mutex m_mutex;
+  FairMutex m_mutex;
   BusPtr m_bus;
   BusPtr m_line;
   // Held for a moment only, and by nobody who waits: for the offer, and for the flags that have to

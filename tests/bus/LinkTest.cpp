@@ -2,6 +2,10 @@
 // SPDX-License-Identifier: MIT
 //
 // What one end of a link sends, and what the other end hears.
+#include <sys/time.h>
+
+#include <atomic>
+#include <csignal>
 #include <stdexcept>
 
 #include "bus/LinkEnds.h"
@@ -54,6 +58,47 @@ TEST_F(LinkTest, AReplyMayBeLong) {
   const std::string reply(1 << 20, 'r');
   AnswerRemotely([&](int, const std::string&) { return reply; });
   EXPECT_TRUE(uiEnd->Send(2000, "") == reply);
+}
+
+// Signals every now and then, to whichever thread takes them.
+class Signals {
+ public:
+  Signals() {
+    struct sigaction action = {};
+    action.sa_handler = [](int) { ++g_count; };
+    action.sa_flags = SA_RESTART;
+    sigaction(SIGALRM, &action, &m_before);
+    const itimerval often = {{0, 1000}, {0, 1000}};
+    setitimer(ITIMER_REAL, &often, nullptr);
+  }
+  ~Signals() {
+    const itimerval never = {};
+    setitimer(ITIMER_REAL, &never, nullptr);
+    sigaction(SIGALRM, &m_before, nullptr);
+  }
+  Signals(const Signals&) = delete;
+  Signals& operator=(const Signals&) = delete;
+
+  static int Count() { return g_count; }
+
+ private:
+  static inline std::atomic<int> g_count = 0;
+  struct sigaction m_before = {};
+};
+
+TEST_F(LinkTest, ASignalDoesNotInterruptACall) {
+  StartBoth();
+  AnswerRemotely([](int id, const std::string&) {
+    const int before = Signals::Count();
+    while (Signals::Count() < before + 3) {
+      std::this_thread::yield();
+    }
+    return std::to_string(id);
+  });
+  const Signals signals;
+  for (int k = 0; k < 20; ++k) {
+    EXPECT_EQ(uiEnd->Send(k, ""), std::to_string(k));
+  }
 }
 
 TEST_F(LinkTest, NotificationsArriveInOrder) {
