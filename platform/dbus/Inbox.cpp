@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "common/Log.h"
 #include "dbus/Guard.h"
 
 namespace applist {
@@ -16,6 +17,8 @@ namespace {
 constexpr size_t kMostWaiting = 10000;
 // How many messages may come in before one that waits gets its turn all the same.
 constexpr int kMostUnidle = 64;
+// How often one message is delivered, to a partner that hangs each time.
+constexpr int kMostTurns = 4;
 
 }  // namespace
 
@@ -51,11 +54,17 @@ bool Inbox::Add(sd_bus_message* message) {
   return true;
 }
 
+void Inbox::Clear() {
+  m_waiting.clear();
+  m_turns = 0;
+}
+
 void Inbox::ClearFrom(const sd_bus* bus) {
   const auto isFrom = [bus](const MessagePtr& message) {
     return sd_bus_message_get_bus(message.get()) == bus;
   };
   m_waiting.erase(std::remove_if(m_waiting.begin(), m_waiting.end(), isFrom), m_waiting.end());
+  m_turns = 0;
 }
 
 void Inbox::CountIncoming() {
@@ -94,9 +103,17 @@ void Inbox::DeliverFirst() {
   m_waiting.pop_front();
   const std::weak_ptr<bool> alive = m_alive;
   const bool again = m_upcalls.deliver(message.get());
-  if (again && !alive.expired()) {
+  if (alive.expired()) {
+    return;
+  }
+  if (again && ++m_turns < kMostTurns) {
     sd_bus_message_rewind(message.get(), 1);
     m_waiting.push_front(std::move(message));
+    return;
+  }
+  m_turns = 0;
+  if (again) {
+    APPLIST_LOG(DLOG_WARN, "A notification is given up: a call timed out each time it was handled");
   }
 }
 

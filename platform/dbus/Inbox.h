@@ -24,7 +24,8 @@ class Inbox {
   struct Upcalls {
     // Whether messages may be delivered now. When they may again, call DeliverLater.
     std::function<bool()> mayDeliver;
-    // One message's turn. Returns whether it has to be delivered once more. May destroy the inbox.
+    // One message's turn. Returns whether it has to be delivered once more, which is done a few
+    // times at most. May destroy the inbox.
     std::function<bool(sd_bus_message* message)> deliver;
     // Memory ran out, and a message may be lost.
     std::function<void(const char* cause)> failed;
@@ -41,7 +42,7 @@ class Inbox {
   // Keeps a reference to the message until its turn. Where too many wait, the first is delivered
   // now; while none may be, the new one is dropped and the result false.
   bool Add(sd_bus_message* message);
-  void Clear() { m_waiting.clear(); }
+  void Clear();
 
   // Drops what has come in on `bus`.
   void ClearFrom(const sd_bus* bus);
@@ -59,6 +60,8 @@ class Inbox {
 
   const Upcalls m_upcalls;
   std::deque<MessagePtr> m_waiting;
+  // How often the first one has been delivered already.
+  int m_turns = 0;
   // How many messages have come in since one was delivered.
   int m_unidle = 0;
   SourcePtr m_idle;
