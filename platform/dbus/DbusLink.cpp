@@ -24,6 +24,9 @@ namespace {
 
 constexpr const char* kPeerInterface = "org.freedesktop.DBus.Peer";
 
+// How many senders are remembered for the log.
+constexpr size_t kMostUnheard = 64;
+
 }  // namespace
 
 // What is thrown here is for lack of memory. The link no longer knows what it has missed, so it
@@ -361,32 +364,38 @@ void DbusLink::AskForLine() {
       IsHeld() || m_partner == m_noLineWith || !applist::MayUseDirectLine()) {
     return;
   }
+  const int r = applist::DirectLine::CheckRoom();
+  if (r < 0) {
+    return DoWithoutLine(std::strerror(-r));
+  }
   m_lineAnswer = Ask(m_presence.Bus(), m_partner.c_str(), applist::kLinkInterface, "OpenLine",
                      Callback<&DbusLink::OnLine>);
+}
+
+// Asks this partner no more.
+void DbusLink::DoWithoutLine(const std::string& cause) {
+  m_noLineWith = m_partner;
+  APPLIST_LOGF(DLOG_INFO, "No direct line: %s", cause.c_str());
 }
 
 // A partner that has none to give is served over the bus. A line that comes when somebody wants the
 // bus by now is closed unused.
 int DbusLink::OnLine(sd_bus_message* answer) {
   const applist::BusError error(answer);
-  int calls = -1;
-  int events = -1;
+  applist::DirectLine::Sockets sockets;
   int r = -sd_bus_message_get_errno(answer);
   if (r >= 0) {
-    r = sd_bus_message_read(answer, "hh", &calls, &events);
+    r = applist::DirectLine::ReadSockets(answer, sockets);
   }
   m_lineAnswer.reset();
   if (r >= 0 && IsHeld()) {
     return 0;
   }
   if (r >= 0) {
-    r = MakeLine(applist::DirectLine::Side::Client,
-                 {applist::Descriptor(fcntl(calls, F_DUPFD_CLOEXEC, 0)),
-                  applist::Descriptor(fcntl(events, F_DUPFD_CLOEXEC, 0))});
+    r = MakeLine(applist::DirectLine::Side::Client, std::move(sockets));
   }
   if (r < 0) {
-    m_noLineWith = m_partner;
-    APPLIST_LOGF(DLOG_INFO, "No direct line: %s", error.Text(r).c_str());
+    DoWithoutLine(error.Text(r));
   }
   return 0;
 }
@@ -667,8 +676,10 @@ void DbusLink::TendCalls() {
 void DbusLink::LogUnheard(sd_bus_message* message, const char* what) {
   const char* known = sd_bus_message_get_sender(message);
   const char* sender = known != nullptr ? known : "nobody";
-  if (m_unheard != sender) {
-    m_unheard = sender;
+  if (m_unheard.size() >= kMostUnheard) {
+    m_unheard.clear();
+  }
+  if (m_unheard.insert(sender).second) {
     APPLIST_LOGF(DLOG_WARN, "A notification from %s is not heard: %s", sender, what);
   }
 }

@@ -8,6 +8,7 @@
 #include <atomic>
 #include <functional>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -110,6 +111,7 @@ class DbusLink {
   applist::SlotPtr Ask(sd_bus* bus, const char* destination, const char* interface,
                        const char* question, sd_bus_message_handler_t onAnswer);
   void AskForLine();
+  void DoWithoutLine(const std::string& cause);
   int MakeLine(applist::DirectLine::Side side, applist::DirectLine::Sockets sockets);
   bool IsHeld() const;
   bool HonourHolders();
@@ -198,8 +200,8 @@ class DbusLink {
   std::string m_lastPartnerCalls;
   // The partner that the upcall last named as ready, empty when not connected.
   std::string m_connectedTo;
-  // Whose message was last not heard, so that the log says it once.
-  std::string m_unheard;
+  // Whose messages were not heard, so that the log says it once of each.
+  std::set<std::string> m_unheard;
 
   // What is heard on the connection to the bus and on those of the line. Of a message in whose
   // handling the link is destroyed, the D-Bus library would call the handlers that come next.

@@ -2,9 +2,11 @@
 // SPDX-License-Identifier: MIT
 #include "dbus/DirectLine.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <systemd/sd-event.h>
+#include <unistd.h>
 
 #include <cerrno>
 
@@ -22,7 +24,48 @@ int MakePair(Descriptor& one, Descriptor& other) {
   return 0;
 }
 
+int Duplicate(int fd, Descriptor& duplicate) {
+  duplicate = Descriptor(fcntl(fd, F_DUPFD_CLOEXEC, 0));
+  return duplicate.Get() < 0 ? -errno : 0;
+}
+
+// Writing to anything else could end the process by a signal.
+int CheckSocket(int fd) {
+  int domain = 0;
+  int type = 0;
+  socklen_t size = sizeof(int);
+  if (getsockopt(fd, SOL_SOCKET, SO_DOMAIN, &domain, &size) < 0 ||
+      getsockopt(fd, SOL_SOCKET, SO_TYPE, &type, &size) < 0) {
+    return -errno;
+  }
+  return domain == AF_UNIX && type == SOCK_STREAM ? 0 : -EPROTOTYPE;
+}
+
 }  // namespace
+
+int DirectLine::CheckRoom() {
+  Descriptor one;
+  Descriptor other;
+  const int r = Duplicate(STDERR_FILENO, one);
+  return r < 0 ? r : Duplicate(STDERR_FILENO, other);
+}
+
+int DirectLine::ReadSockets(sd_bus_message* answer, Sockets& client) {
+  int calls = -1;
+  int events = -1;
+  int r = sd_bus_message_has_signature(answer, "hh") > 0
+              ? sd_bus_message_read(answer, "hh", &calls, &events)
+              : -EBADMSG;
+  for (const int fd : {calls, events}) {
+    if (r >= 0) {
+      r = CheckSocket(fd);
+    }
+  }
+  if (r >= 0) {
+    r = Duplicate(calls, client.calls);
+  }
+  return r < 0 ? r : Duplicate(events, client.events);
+}
 
 int DirectLine::MakePairs(Sockets& server, Sockets& client) {
   const int r = MakePair(server.calls, client.calls);

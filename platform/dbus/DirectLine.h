@@ -41,6 +41,15 @@ class DirectLine {
     Descriptor events;
   };
 
+  // Whether there is room for the two sockets of a client. Where there is not, the message that
+  // brings them would be lost, and its connection with it. Returns an errno value below zero if
+  // not.
+  static int CheckRoom();
+
+  // The two sockets out of a message of the partner, as its own: that they are sockets is looked
+  // at. Returns an errno value below zero on failure.
+  static int ReadSockets(sd_bus_message* answer, Sockets& client);
+
   // Two connected pairs of sockets. Returns an errno value below zero on failure.
   static int MakePairs(Sockets& server, Sockets& client);
 

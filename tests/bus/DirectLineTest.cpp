@@ -215,6 +215,18 @@ TEST_F(DirectLineTest, APartnerThatKnowsNoLinesIsServedOverTheBus) {
   EXPECT_FALSE(IsDirect(kUiName));
 }
 
+// Writing to such a one would end the process.
+TEST_F(DirectLineTest, APartnerThatGivesNoSocketsIsServedOverTheBus) {
+  LineRemote other(bus.Address(), LineRemote::Gives::DeadPipes);
+  StartUi();
+  ASSERT_TRUE(WaitFor([&] { return other.LinesGiven() == 1; }));
+  other.NotifyOnBus(Frame(1, "event"));
+  EXPECT_TRUE(WaitFor([&] { return uiEnd->NotificationCount() == 1; }));
+  EXPECT_EQ(uiEnd->Send(1, ""), "bus");
+  EXPECT_FALSE(IsDirect(kUiName));
+  EXPECT_EQ(other.LinesGiven(), 1);
+}
+
 TEST_F(DirectLineTest, OnlyThePartnerGetsALine) {
   StartDirect();
   BusPeer stranger(bus.Address());
@@ -647,6 +659,36 @@ class HangTest : public DirectLineTest {
   }
 };
 
+// It is not handled for ever, and what comes behind it is heard.
+TEST_F(HangTest, ANotificationIsHandledAFewTimesWhereThePartnerIsLateEachTime) {
+  std::atomic<bool> gaveUp = false;
+  int turns = 0;
+  bool behind = false;
+  StartDirect();
+  AnswerRemotely([&](int id, const std::string& payload) {
+    while (!gaveUp) {
+      std::this_thread::yield();
+    }
+    return Echo(id, payload);
+  });
+  uiEnd->onNotification = [&](int id, const std::string&) {
+    if (id == 1) {
+      ++turns;
+      gaveUp = false;
+      EXPECT_EQ(uiEnd->Send(5, ""), "");
+      gaveUp = true;
+    } else {
+      behind = true;
+    }
+  };
+  thread.Run([&] {
+    remote->SendNotification(1, "");
+    remote->SendNotification(2, "");
+  });
+  EXPECT_TRUE(WaitFor([&] { return behind; }));
+  EXPECT_EQ(turns, 4);
+}
+
 TEST_F(HangTest, WhatIsSentMeanwhileArrivesInOrderOnTheLine) {
   constexpr int kCount = 1000;
   StartDirect();
@@ -657,6 +699,19 @@ TEST_F(HangTest, WhatIsSentMeanwhileArrivesInOrderOnTheLine) {
   Unblock();
   ExpectInOrder(kCount);
   EXPECT_TRUE(WaitFor([&] { return uiEnd->Send(kCount, "") == Echo(kCount, ""); }));
+}
+
+// The D-Bus library keeps fewer than these. Both ends hear that something is missed, and start over.
+TEST_F(HangTest, MoreThanCanWaitPartsTheEnds) {
+  StartDirect();
+  Block();
+  SendNumbered(0, 420000);
+  Unblock();
+  EXPECT_TRUE(WaitFor([&] { return uiEnd->States().size() == 3 && remote->States().size() == 3; }));
+  EXPECT_THAT(StatesOf(uiEnd->States()), ElementsAre(1, 0, 1));
+  EXPECT_THAT(StatesOf(remote->States()), ElementsAre(1, 0, 1));
+  EXPECT_FALSE(IsDirect(kUiName));
+  EXPECT_TRUE(WaitFor([&] { return uiEnd->Send(7, "") == Echo(7, ""); }));
 }
 
 // Somebody wants everything on the bus meanwhile: what is on the line has to arrive first.

@@ -22,8 +22,8 @@ namespace applist_test {
 class LineRemote {
  public:
   // What it makes of the question for a line: nothing, because it does not know it; a line that
-  // works; or a line on whose sockets only the test writes.
-  enum class Gives { Nothing, Lines, BareSockets };
+  // works; a line on whose sockets only the test writes; or pipes that nobody reads.
+  enum class Gives { Nothing, Lines, BareSockets, DeadPipes };
   LineRemote(const std::string& address, Gives gives);
   ~LineRemote();
   LineRemote(const LineRemote&) = delete;
@@ -64,6 +64,7 @@ class LineRemote {
 
   Way& Of(Socket socket) { return socket == Socket::Calls ? m_calls : m_events; }
   void Serve(Way& way);
+  int GivePipes(sd_bus_message* call);
   int GiveLine(sd_bus_message* call);
   static int OnMessage(sd_bus_message* message, void* remote, sd_bus_error* error);
   int Take(sd_bus_message* message);
