@@ -223,9 +223,18 @@ void Fail(const std::string& what, const applist::ControlError& error) {
     case Status::TimeOut:
       throw Failure(status, text + "the remote side does not answer; see applistctl status");
     default:
-      throw Failure(Status::Refused,
-                    text + Harmless(error.what()) + "; see whether this user may use the bus");
+      throw Failure(
+          Status::Refused,
+          text + (HasNoControl(error)
+                      ? "it has no control interface, as applistd has; see applistctl status"
+                      : Harmless(error.what()) + "; see whether this user may use the bus"));
   }
+}
+
+bool HasNoControl(const applist::ControlError& error) {
+  const std::string& name = error.Name();
+  return name == SD_BUS_ERROR_UNKNOWN_INTERFACE || name == SD_BUS_ERROR_UNKNOWN_METHOD ||
+         name == SD_BUS_ERROR_UNKNOWN_OBJECT;
 }
 
 void FailLost() {

@@ -51,6 +51,9 @@ applist::SlotPtr HoldBus(sd_bus* bus, const std::string& destination, sd_bus_mes
 // why.
 [[noreturn]] void Fail(const std::string& what, const applist::ControlError& error);
 
+// Whether the remote side is there, and is none that shows what it holds.
+bool HasNoControl(const applist::ControlError& error);
+
 // Throws a Failure that the connection was lost.
 [[noreturn]] void FailLost();
 

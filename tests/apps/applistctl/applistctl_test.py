@@ -383,6 +383,15 @@ class StatusTest(ProgramTest):
             end = json.loads(self.fails(NOBODY, 'status', '--json'))['user_interface']
             self.assertEqual((end['partner'], end['hung'], end['direct']), ('', False, False))
 
+    def test_a_remote_side_of_another_kind_shows_no_list(self):
+        with ScriptedEnd(self.address, name=LOCAL, partner=':1.77'):
+            text = self.output('status')
+            self.assertRegex(text, r'remote side +running\n')
+            self.assertRegex(text, 'list +-\n')
+            self.assertIsNone(self.json('status')['list'])
+            for words in (('list',), ('select', 'a'), ('click', 'a')):
+                self.fails(REFUSED, *words, says='it has no control interface')
+
     def test_of_an_older_end_less_is_known(self):
         with ScriptedEnd(self.address, serves=False):
             text = self.fails(NOBODY, 'status')
