@@ -23,6 +23,11 @@ constexpr const char* kInterface = "org.javamw.Applist.Control1";
 constexpr uint64_t kMostUnwritten = 100;
 constexpr uint64_t kPause = 10000;
 
+// What is longer is not shown, a text or a list with all of its texts: a bus cuts the connection of
+// whoever sends more than its limit, 32 MiB on a system bus.
+constexpr size_t kLongestText = size_t{4} * 1024 * 1024;
+constexpr size_t kLongestList = 4 * kLongestText;
+
 std::string IdOf(std::optional<RemoteAppListItem> item) {
   return item ? item->GetUnigueId() : std::string();
 }
@@ -37,7 +42,16 @@ int Guarded(sd_bus_error* error, Body body) {
   }
 }
 
-int AppendText(sd_bus_message* reply, const std::string& bytes) {
+// A byte is four there at most.
+bool IsShown(const std::string& bytes) {
+  return bytes.size() <= kLongestText / 4 || ToBusText(bytes).size() <= kLongestText;
+}
+
+int AppendText(sd_bus_message* reply, const std::string& bytes, sd_bus_error* error) {
+  if (!IsShown(bytes)) {
+    return sd_bus_error_setf(error, SD_BUS_ERROR_LIMITS_EXCEEDED,
+                             "An identifier of %zu bytes is too long to be shown", bytes.size());
+  }
   return sd_bus_message_append(reply, "s", ToBusText(bytes).c_str());
 }
 
@@ -127,6 +141,12 @@ void Control::AnnounceChanged() {
     m_later.reset(timer);
     return;
   }
+  if (!IsShown(IdOf(m_model.Selection()))) {
+    m_changed &= ~kSelection;
+  }
+  if (!IsShown(IdOf(m_model.LastClicked()))) {
+    m_changed &= ~kLastClicked;
+  }
   const std::pair<unsigned, const char*> properties[] = {{kConnected, "Connected"},
                                                          {kItems, "Items"},
                                                          {kSelection, "Selection"},
@@ -159,13 +179,19 @@ int Control::GetItems(sd_bus* /*bus*/, const char* /*path*/, const char* /*inter
                       const char* /*property*/, sd_bus_message* reply, void* control,
                       sd_bus_error* error) {
   return Guarded(error, [&] {
+    size_t size = 0;
     int r = sd_bus_message_open_container(reply, 'a', "(ss)");
     for (RemoteAppListItem item : static_cast<Control*>(control)->m_model.Items()) {
-      if (r < 0) {
-        return r;
+      const std::string id = ToBusText(item.GetUnigueId());
+      const std::string name = ToBusText(item.GetVisibleName());
+      size += id.size() + name.size();
+      if (size > kLongestList) {
+        return sd_bus_error_set(error, SD_BUS_ERROR_LIMITS_EXCEEDED,
+                                "The list is too long to be shown: it has more than 16 MiB");
       }
-      r = sd_bus_message_append(reply, "(ss)", ToBusText(item.GetUnigueId()).c_str(),
-                                ToBusText(item.GetVisibleName()).c_str());
+      if (r >= 0) {
+        r = sd_bus_message_append(reply, "(ss)", id.c_str(), name.c_str());
+      }
     }
     return r < 0 ? r : sd_bus_message_close_container(reply);
   });
@@ -175,7 +201,7 @@ int Control::GetSelection(sd_bus* /*bus*/, const char* /*path*/, const char* /*i
                           const char* /*property*/, sd_bus_message* reply, void* control,
                           sd_bus_error* error) {
   return Guarded(error, [&] {
-    return AppendText(reply, IdOf(static_cast<Control*>(control)->m_model.Selection()));
+    return AppendText(reply, IdOf(static_cast<Control*>(control)->m_model.Selection()), error);
   });
 }
 
@@ -183,7 +209,7 @@ int Control::GetLastClicked(sd_bus* /*bus*/, const char* /*path*/, const char* /
                             const char* /*property*/, sd_bus_message* reply, void* control,
                             sd_bus_error* error) {
   return Guarded(error, [&] {
-    return AppendText(reply, IdOf(static_cast<Control*>(control)->m_model.LastClicked()));
+    return AppendText(reply, IdOf(static_cast<Control*>(control)->m_model.LastClicked()), error);
   });
 }
 

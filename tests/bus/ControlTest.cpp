@@ -12,10 +12,12 @@ namespace {
 
 constexpr const char* kControl = "org.javamw.Applist.Control1";
 constexpr const char* kNotInList = "org.javamw.Applist.Control1.Error.NotInList";
+constexpr const char* kLimitsExceeded = "org.freedesktop.DBus.Error.LimitsExceeded";
 constexpr const char* kInvalidArgs = "org.freedesktop.DBus.Error.InvalidArgs";
 
 using ::testing::Contains;
 using ::testing::HasSubstr;
+using ::testing::Not;
 
 class ControlTest : public BusTest {
  protected:
@@ -47,6 +49,15 @@ class ControlTest : public BusTest {
     const std::string text = value != nullptr ? value : "no text";
     std::free(value);
     return text;
+  }
+
+  std::string ErrorOfReading(const char* name) {
+    applist::BusError error;
+    EXPECT_LT(
+        sd_bus_call_method(tool.Bus(), kRemoteName, kLinkPath, "org.freedesktop.DBus.Properties",
+                           "Get", error.Get(), nullptr, "ss", kControl, name),
+        0);
+    return error.Name();
   }
 
   std::vector<std::pair<std::string, std::string>> ItemTexts() {
@@ -110,6 +121,29 @@ class ControlTest : public BusTest {
 
   std::vector<std::string> m_changes;
 };
+
+// The bus would cut the daemon's connection, which would lose its list by that.
+TEST_F(ControlTest, WhatIsTooLongForAMessageIsNotShown) {
+  const std::string owner = tool.OwnerOf(kRemoteName);
+  TestItem* const odd = ui->NewItem(std::string(9 << 20, '\xff'), "odd");
+  ui->model.AddItemAtEnd(odd);
+  ui->model.SetSelection(odd);
+  ui->model.SetClicked(odd);
+  EXPECT_THAT(Changes(), Not(Contains(HasSubstr("="))));
+  for (const char* name : {"Items", "Selection", "LastClicked"}) {
+    EXPECT_EQ(ErrorOfReading(name), kLimitsExceeded) << name;
+  }
+  ui->model.RemoveItem(odd);
+  ui->model.SetClicked(ui->Find("b"));
+  EXPECT_EQ(Property("Selection"), "");
+  EXPECT_EQ(Property("LastClicked"), "b");
+  EXPECT_EQ(ItemTexts().size(), 2U);
+  for (int k = 0; k < 3; ++k) {
+    ui->model.AddItemAtEnd(ui->NewItem(std::to_string(k), std::string(12 << 20, 'n')));
+  }
+  EXPECT_EQ(ErrorOfReading("Items"), kLimitsExceeded);
+  EXPECT_EQ(tool.OwnerOf(kRemoteName), owner);
+}
 
 TEST_F(ControlTest, PropertiesShowWhatTheRemoteSideHolds) {
   const std::vector<std::pair<std::string, std::string>> items = {{"a", "Name of a"},
