@@ -117,6 +117,16 @@ Status StatusOf(const applist::ControlError& error) {
   return lost ? Status::NobodyThere : Status::Refused;
 }
 
+std::string WhyRefused(const applist::ControlError& error) {
+  if (HasNoControl(error)) {
+    return "it has no control interface, as applistd has; see applistctl status";
+  }
+  const std::string said = Harmless(error.what());
+  return error.Name() == SD_BUS_ERROR_ACCESS_DENIED
+             ? said + "; see whether this user may use the bus"
+             : said;
+}
+
 }  // namespace
 
 const applist::LinkNames& Link() {
@@ -223,11 +233,7 @@ void Fail(const std::string& what, const applist::ControlError& error) {
     case Status::TimeOut:
       throw Failure(status, text + "the remote side does not answer; see applistctl status");
     default:
-      throw Failure(
-          Status::Refused,
-          text + (HasNoControl(error)
-                      ? "it has no control interface, as applistd has; see applistctl status"
-                      : Harmless(error.what()) + "; see whether this user may use the bus"));
+      throw Failure(Status::Refused, text + WhyRefused(error));
   }
 }
 
