@@ -18,6 +18,9 @@ class CallConnection::Deadline {
  public:
   using microseconds = std::chrono::microseconds;
 
+  explicit Deadline(microseconds timeout)
+      : m_timeout(timeout), m_at(std::chrono::steady_clock::now() + timeout) {}
+
   microseconds Left() const {
     const auto left =
         std::chrono::duration_cast<microseconds>(m_at - std::chrono::steady_clock::now());
@@ -32,13 +35,13 @@ class CallConnection::Deadline {
   bool IsOver() const { return std::chrono::steady_clock::now() >= m_at; }
 
  private:
-  const std::chrono::microseconds m_timeout = CallTimeout();
-  const std::chrono::steady_clock::time_point m_at = std::chrono::steady_clock::now() + m_timeout;
+  const microseconds m_timeout;
+  const std::chrono::steady_clock::time_point m_at;
 };
 
 // The other connection has just heard from the bus, so this one may wait for it.
 NameAnswer CallConnection::Open() {
-  const Deadline deadline;
+  const Deadline deadline(m_timeout);
   const std::lock_guard<FairMutex> lock(m_mutex);
   m_busAnswers = true;
   OpenLocked(deadline);
@@ -46,7 +49,7 @@ NameAnswer CallConnection::Open() {
 }
 
 std::vector<char> CallConnection::Call(const std::vector<char>& frame) {
-  const Deadline deadline;
+  const Deadline deadline(m_timeout);
   std::vector<char> reply;
   bool untended = false;
   {

@@ -6,6 +6,7 @@
 #define APPLIST_DBUS_CALLCONNECTION_H
 
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <mutex>
 #include <string>
@@ -122,6 +123,8 @@ class CallConnection {
   static int OnPong(sd_bus_message* message, void* connection, sd_bus_error* error);
 
   const LinkNames m_names;
+  // As it was when this was made: to look it up takes time.
+  const std::chrono::microseconds m_timeout = CallTimeout();
   const std::function<void()> m_onUntended;
   FairMutex m_mutex;
   BusPtr m_bus;

@@ -6,7 +6,6 @@
 #define APPLIST_DBUS_FAIRMUTEX_H
 
 #include <condition_variable>
-#include <cstdint>
 #include <mutex>
 
 namespace applist {
@@ -17,29 +16,45 @@ class FairMutex {
  public:
   void lock() {
     std::unique_lock<std::mutex> lock(m_mutex);
-    const uint64_t ticket = m_next++;
-    m_turn.wait(lock, [&] { return ticket == m_now; });
+    if (!m_taken) {
+      m_taken = true;
+      return;
+    }
+    Waiter own;
+    (m_first == nullptr ? m_first : m_last->next) = &own;
+    m_last = &own;
+    own.turn.wait(lock, [&] { return own.hasTurn; });
   }
 
   bool try_lock() {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    const bool free = m_next == m_now;
-    m_next += free ? 1 : 0;
-    return free;
+    return !m_taken && (m_taken = true);
   }
 
+  // Hands it to the first that waits. That one is gone as soon as it knows.
   void unlock() {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    ++m_now;
-    m_turn.notify_all();
+    m_taken = m_first != nullptr;
+    if (m_taken) {
+      Waiter& first = *m_first;
+      m_first = first.next;
+      first.hasTurn = true;
+      first.turn.notify_one();
+    }
   }
 
  private:
+  // On the stack of a thread that waits.
+  struct Waiter {
+    std::condition_variable turn;
+    bool hasTurn = false;
+    Waiter* next = nullptr;
+  };
+
   std::mutex m_mutex;
-  std::condition_variable m_turn;
-  // The ticket of the next one that asks, and of the one whose turn it is.
-  uint64_t m_next = 0;
-  uint64_t m_now = 0;
+  bool m_taken = false;
+  Waiter* m_first = nullptr;
+  Waiter* m_last = nullptr;
 };
 
 }  // namespace applist
