@@ -2,7 +2,9 @@
 // SPDX-License-Identifier: MIT
 //
 // The direct line between the two ends: when it is used and when not, and what becomes of it.
+#include <sys/resource.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -11,6 +13,7 @@
 #include "bus/BusPeer.h"
 #include "bus/LineRemote.h"
 #include "bus/LinkEnds.h"
+#include "common/AppListRemoteControl.h"
 #include "dbus/DbusLink.h"
 #include "dbus/DirectLine.h"
 
@@ -225,6 +228,43 @@ TEST_F(DirectLineTest, APartnerThatGivesNoSocketsIsServedOverTheBus) {
   EXPECT_EQ(uiEnd->Send(1, ""), "bus");
   EXPECT_FALSE(IsDirect(kUiName));
   EXPECT_EQ(other.LinesGiven(), 1);
+}
+
+// For as long as it lives, this process can open no more descriptors.
+class NoRoom {
+ public:
+  NoRoom() {
+    const int free = dup(STDERR_FILENO);
+    close(free);
+    getrlimit(RLIMIT_NOFILE, &m_before);
+    const rlimit limit = {static_cast<rlim_t>(free), m_before.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &limit);
+  }
+  ~NoRoom() { setrlimit(RLIMIT_NOFILE, &m_before); }
+  NoRoom(const NoRoom&) = delete;
+  NoRoom& operator=(const NoRoom&) = delete;
+
+ private:
+  rlimit m_before = {};
+};
+
+// The message that brings the sockets would cost the connection to the bus.
+TEST_F(DirectLineTest, WithoutRoomForItsSocketsThereIsNone) {
+  StartUi();
+  ASSERT_TRUE(WaitFor([&] { return !Tool().OwnerOf(kUiName).empty(); }));
+  StartDaemon();
+  ASSERT_TRUE(WaitOutsideLoop([&] { return !Tool().OwnerOf(kRemoteName).empty(); }));
+  {
+    const NoRoom none;
+    ASSERT_TRUE(WaitFor([&] { return !uiEnd->States().empty(); }));
+    uiEnd->Send(APPLIST_SET_CLICKED_FNC, "name\nid\n");
+    EXPECT_TRUE(WaitFor([&] {
+      const std::vector<Message> heard = uiEnd->Notifications();
+      return !heard.empty() && heard.back().first == APPLIST_ITEM_CLICKED_EVENT;
+    }));
+  }
+  EXPECT_THAT(StatesOf(uiEnd->States()), ElementsAre(1));
+  EXPECT_FALSE(IsDirect(kUiName));
 }
 
 TEST_F(DirectLineTest, OnlyThePartnerGetsALine) {
@@ -701,7 +741,8 @@ TEST_F(HangTest, WhatIsSentMeanwhileArrivesInOrderOnTheLine) {
   EXPECT_TRUE(WaitFor([&] { return uiEnd->Send(kCount, "") == Echo(kCount, ""); }));
 }
 
-// The D-Bus library keeps fewer than these. Both ends hear that something is missed, and start over.
+// The D-Bus library keeps fewer than these. Both ends hear that something is missed, and start
+// over.
 TEST_F(HangTest, MoreThanCanWaitPartsTheEnds) {
   StartDirect();
   Block();
