@@ -7,7 +7,6 @@
 
 #include "common/Log.h"
 #include "dbus/Frame.h"
-#include "dbus/HeldSignals.h"
 
 namespace applist {
 
@@ -277,14 +276,13 @@ std::vector<char> CallConnection::CallAndWait(sd_bus_message* call, const Deadli
   sd_bus_message* answer = nullptr;
   const Deadline::microseconds timeout(deadline.MicrosecondsLeft());
   const auto end = std::chrono::steady_clock::now() + timeout;
-  int r = 0;
-  {
-    const HeldSignals held;
-    r = sd_bus_call(Way(), call, static_cast<uint64_t>(timeout.count()), error.Get(), &answer);
+  int r = sd_bus_call(Way(), call, static_cast<uint64_t>(timeout.count()), error.Get(), &answer);
+  MessagePtr owned(answer);
+  if (r == -EINTR) {
+    r = WaitOn(call, end, error, owned);
   }
-  const MessagePtr owned(answer);
   if (r >= 0) {
-    r = ReadFrame(answer, reply);
+    r = ReadFrame(owned.get(), reply);
   }
   if (r < 0) {
     LogFailure(error, r);
@@ -295,6 +293,39 @@ std::vector<char> CallConnection::CallAndWait(sd_bus_message* call, const Deadli
     BeginHang();
   }
   return reply;
+}
+
+// Goes on with a call whose wait a signal has interrupted. The D-Bus library knows nothing of it
+// any more, and gives its answer to whoever processes the connection.
+int CallConnection::WaitOn(sd_bus_message* call, std::chrono::steady_clock::time_point end,
+                           BusError& error, MessagePtr& answer) {
+  uint64_t cookie = 0;
+  int r = sd_bus_message_get_cookie(call, &cookie);
+  sd_bus_error_free(error.Get());
+  while (r >= 0) {
+    sd_bus_message* incoming = nullptr;
+    r = sd_bus_process(Way(), &incoming);
+    answer.reset(incoming);
+    uint64_t answered = 0;
+    if (incoming != nullptr && sd_bus_message_get_reply_cookie(incoming, &answered) >= 0 &&
+        answered == cookie) {
+      sd_bus_error_copy(error.Get(), sd_bus_message_get_error(incoming));
+      return -sd_bus_message_get_errno(incoming);
+    }
+    if (r >= 0 && sd_bus_is_open(Way()) <= 0) {
+      return -ECONNRESET;
+    }
+    if (r == 0) {
+      const auto left = std::chrono::duration_cast<std::chrono::microseconds>(
+          end - std::chrono::steady_clock::now());
+      if (left.count() <= 0) {
+        return -ETIMEDOUT;
+      }
+      r = sd_bus_wait(Way(), static_cast<uint64_t>(left.count()));
+      r = r == -EINTR ? 0 : r;
+    }
+  }
+  return r;
 }
 
 void CallConnection::SendOnly(sd_bus_message* call) {

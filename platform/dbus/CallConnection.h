@@ -111,6 +111,8 @@ class CallConnection {
   bool WaitUntilReady(const Deadline& deadline);
   void RequestName(const Deadline& deadline);
   std::vector<char> CallAndWait(sd_bus_message* call, const Deadline& deadline);
+  int WaitOn(sd_bus_message* call, std::chrono::steady_clock::time_point end, BusError& error,
+             MessagePtr& answer);
   void SendOnly(sd_bus_message* call);
   MessagePtr NewCall(const char* interface, const char* member);
   void BeginHang();
