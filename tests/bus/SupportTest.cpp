@@ -8,12 +8,14 @@
 #include <unistd.h>
 
 #include <array>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <system_error>
 
 #include "bus/BusFixture.h"
 #include "bus/BusPeer.h"
+#include "dbus/BusConnection.h"
 
 namespace applist_test {
 namespace {
@@ -191,6 +193,21 @@ TEST(PrivateBusTest, IsTheSessionBusOnceAsked) {
   const PrivateBus bus;
   bus.UseAsSessionBus();
   EXPECT_EQ(getenv("DBUS_SESSION_BUS_ADDRESS"), bus.Address());
+}
+
+// What is no whole number of milliseconds is none.
+TEST(CallTimeoutTest, IsWhatTheEnvironmentSays) {
+  const char* const own = std::getenv("APPLIST_CALL_TIMEOUT_MS");
+  const std::string before = own != nullptr ? own : "";
+  const std::pair<const char*, int> cases[] = {
+      {"20", 20},   {"", 500},    {"0", 500},
+      {"-5", 500},  {"5s", 500},  {"1e3", 500},
+      {" 20", 500}, {"abc", 500}, {"99999999999999999999", 500}};
+  for (const auto& [text, milliseconds] : cases) {
+    setenv("APPLIST_CALL_TIMEOUT_MS", text, 1);
+    EXPECT_EQ(applist::CallTimeout(), std::chrono::milliseconds(milliseconds)) << text;
+  }
+  setenv("APPLIST_CALL_TIMEOUT_MS", before.c_str(), 1);
 }
 
 }  // namespace
