@@ -127,6 +127,13 @@ void Control::Announce(LocalAppListModel::Change change) {
   }
 }
 
+// The properties whose values a bus carries.
+unsigned Control::Shown() const {
+  const unsigned selection = IsShown(IdOf(m_model.Selection())) ? kSelection : 0U;
+  const unsigned lastClicked = IsShown(IdOf(m_model.LastClicked())) ? kLastClicked : 0U;
+  return kConnected | kItems | selection | lastClicked;
+}
+
 void Control::AnnounceChanged() {
   uint64_t unwritten = 0;
   m_later.reset();
@@ -141,12 +148,7 @@ void Control::AnnounceChanged() {
     m_later.reset(timer);
     return;
   }
-  if (!IsShown(IdOf(m_model.Selection()))) {
-    m_changed &= ~kSelection;
-  }
-  if (!IsShown(IdOf(m_model.LastClicked()))) {
-    m_changed &= ~kLastClicked;
-  }
+  m_changed &= Shown();
   const std::pair<unsigned, const char*> properties[] = {{kConnected, "Connected"},
                                                          {kItems, "Items"},
                                                          {kSelection, "Selection"},

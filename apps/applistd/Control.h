@@ -34,6 +34,7 @@ class Control {
   enum Property : unsigned { kItems = 1, kSelection = 2, kLastClicked = 4, kConnected = 8 };
 
   static unsigned PropertiesOf(LocalAppListModel::Change change);
+  unsigned Shown() const;
   void AnnounceChanged();
   static int OnLater(sd_event_source* source, uint64_t now, void* control);
 
